@@ -1,0 +1,3 @@
+#include "TarnwickLog.h"
+
+TW_DEFINE_LOG_CATEGORY(LogTarnwick, Log)

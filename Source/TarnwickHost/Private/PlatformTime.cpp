@@ -1,0 +1,35 @@
+#include "PlatformTime.h"
+
+#include <atomic>
+#include <chrono>
+
+namespace Tarnwick::Host
+{
+double FRealtimeClock::Seconds() const
+{
+	using namespace std::chrono;
+	return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+double FRealtimeClock::UtcNow() const
+{
+	using namespace std::chrono;
+	return duration<double>(system_clock::now().time_since_epoch()).count();
+}
+
+namespace
+{
+const FRealtimeClock GRealtimeClock;
+std::atomic<const IPlatformClock*> GClock{&GRealtimeClock};
+}
+
+void SetClock(const IPlatformClock* Clock)
+{
+	GClock.store(Clock ? Clock : &GRealtimeClock, std::memory_order_release);
+}
+
+const IPlatformClock& GetClock()
+{
+	return *GClock.load(std::memory_order_acquire);
+}
+}
