@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Tarnwick::Mcp
 {
@@ -35,6 +36,22 @@ struct FHttpOptions
 	std::string Token;
 	size_t MaxBodyBytes = MaxMessageBytes;
 };
+
+/** The checks the HTTP endpoint applies to each request's headers before it looks at the body. Pure functions,
+ *  public so that each rule can be tested on its own; the transport is their only other caller. */
+namespace HttpRules
+{
+/** "localhost", a 127.x.y.z address or "::1" (brackets already removed); names are case-insensitive. */
+bool IsLoopbackHostName(std::string_view Name);
+/** Splits "host[:port]" or "[v6]:port" into its parts (brackets removed); false when malformed. */
+bool SplitHostPort(std::string_view HostPort, std::string& OutHost, std::string& OutPort);
+/** A present Host header: a loopback name with any port, or exactly the bound "host:port". */
+bool IsAllowedHost(std::string_view Host, std::string_view BoundHostPort);
+/** A present Origin header: http(s):// followed by a host IsAllowedHost accepts, nothing after it. */
+bool IsAllowedOrigin(std::string_view Origin, std::string_view BoundHostPort);
+/** "Bearer <Token>" exactly (the scheme is case-insensitive); compared in constant time. */
+bool IsAuthorized(std::string_view Authorization, std::string_view Token);
+}
 
 class FHttpTransport
 {
