@@ -1,0 +1,26 @@
+#include "TarnwickResourceRegistry.h"
+
+#include <algorithm>
+
+FTarnwickResourceRegistry& FTarnwickResourceRegistry::Get()
+{
+	static FTarnwickResourceRegistry Instance;
+	return Instance;
+}
+
+void FTarnwickResourceRegistry::Register(FTarnwickResourceInfo Info)
+{
+	auto It = std::find_if(Resources.begin(), Resources.end(), [&](const auto& R) { return R.Uri == Info.Uri; });
+	if (It != Resources.end())
+	{
+		*It = std::move(Info);
+		return;
+	}
+	Resources.push_back(std::move(Info));
+}
+
+const FTarnwickResourceInfo* FTarnwickResourceRegistry::Find(const std::string& Uri) const
+{
+	auto It = std::find_if(Resources.begin(), Resources.end(), [&](const auto& R) { return R.Uri == Uri; });
+	return It == Resources.end() ? nullptr : &*It;
+}
