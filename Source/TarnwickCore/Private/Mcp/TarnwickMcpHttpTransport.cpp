@@ -14,9 +14,13 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <mutex>
+#include <netinet/in.h>
 #include <optional>
+#include <set>
 #include <sys/socket.h>
 #include <thread>
 #include <unordered_map>
@@ -275,6 +279,53 @@ void Refuse(httplib::Response& Res, int Status, const FJson& Id, int Code, const
 	SetJsonBody(Res, Status, MakeErrorResponse(Id, Code, Message));
 }
 
+/** Ends the reading side of every connection accepted on Port, so idle keep-alive connections end now. The
+ *  library keeps an idle connection's worker waiting for the next request for the whole keep-alive timeout
+ *  and gives no handle on accepted sockets, so without this Stop() would wait seconds on any client that
+ *  keeps its connection open. The library refuses to write to a socket whose reading side has ended, so this
+ *  must come after every response in progress has been written. */
+void ShutDownAcceptedConnections(int Port)
+{
+	DIR* Fds = ::opendir("/proc/self/fd");
+	if (!Fds)
+	{
+		return;
+	}
+	while (const dirent* Entry = ::readdir(Fds))
+	{
+		char* End = nullptr;
+		const long Fd = std::strtol(Entry->d_name, &End, 10);
+		if (End == Entry->d_name || *End != '\0' || Fd == ::dirfd(Fds))
+		{
+			continue;
+		}
+		const int Sock = static_cast<int>(Fd);
+		sockaddr_storage Local{};
+		socklen_t Length = sizeof(Local);
+		if (::getsockname(Sock, reinterpret_cast<sockaddr*>(&Local), &Length) != 0)
+		{
+			continue;
+		}
+		int LocalPort = -1;
+		if (Local.ss_family == AF_INET)
+		{
+			LocalPort = ntohs(reinterpret_cast<const sockaddr_in*>(&Local)->sin_port);
+		}
+		else if (Local.ss_family == AF_INET6)
+		{
+			LocalPort = ntohs(reinterpret_cast<const sockaddr_in6*>(&Local)->sin6_port);
+		}
+		int bListening = 0;
+		socklen_t OptLength = sizeof(bListening);
+		if (LocalPort != Port || ::getsockopt(Sock, SOL_SOCKET, SO_ACCEPTCONN, &bListening, &OptLength) != 0 || bListening)
+		{
+			continue;
+		}
+		::shutdown(Sock, SHUT_RD);
+	}
+	::closedir(Fds);
+}
+
 std::string JoinVersions()
 {
 	std::string Joined;
@@ -298,11 +349,18 @@ struct FHttpTransport::FImpl
 	bool bStarted = false;
 	bool bStopped = false;
 	std::atomic<bool> bListenReturned = false;
+	/** The socket the library binds, seen in its socket-options hook (the last one offered is the one kept). */
+	int ListenSocket = -1;
 
 	std::mutex SessionsMutex;
 	std::unordered_map<std::string, FHttpSession> Sessions;
 
 	std::shared_ptr<FReplyHub> Hub = std::make_shared<FReplyHub>();
+
+	/** Requests between routing and the end of writing their response (the library logs after writing). */
+	std::mutex BusyMutex;
+	std::condition_variable BusyCv;
+	std::set<const httplib::Request*> Busy;
 
 	FImpl(FServer& InServer, FHttpOptions InOptions) : Server(InServer), Options(std::move(InOptions)) {}
 
@@ -539,9 +597,10 @@ struct FHttpTransport::FImpl
 		Http.set_keep_alive_timeout(5);
 		Http.set_tcp_nodelay(true);
 		// SO_REUSEADDR only: with SO_REUSEPORT a second server could share a taken port instead of failing.
-		Http.set_socket_options([](socket_t Sock) {
+		Http.set_socket_options([this](socket_t Sock) {
 			int Yes = 1;
 			::setsockopt(Sock, SOL_SOCKET, SO_REUSEADDR, &Yes, sizeof(Yes));
+			ListenSocket = Sock;
 		});
 		Http.Post(Endpoint, [this](const httplib::Request& Req, httplib::Response& Res) { HandlePost(Req, Res); });
 		Http.Delete(Endpoint, [this](const httplib::Request& Req, httplib::Response& Res) { HandleDelete(Req, Res); });
@@ -549,6 +608,18 @@ struct FHttpTransport::FImpl
 		Http.Put(Endpoint, [this](const httplib::Request& Req, httplib::Response& Res) { HandleOtherMethod(Req, Res); });
 		Http.Patch(Endpoint, [this](const httplib::Request& Req, httplib::Response& Res) { HandleOtherMethod(Req, Res); });
 		Http.Options(Endpoint, [this](const httplib::Request& Req, httplib::Response& Res) { HandleOtherMethod(Req, Res); });
+		Http.set_pre_routing_handler([this](const httplib::Request& Req, httplib::Response&) {
+			std::lock_guard Lock(BusyMutex);
+			Busy.insert(&Req);
+			return httplib::Server::HandlerResponse::Unhandled;
+		});
+		Http.set_logger([this](const httplib::Request& Req, const httplib::Response&) {
+			{
+				std::lock_guard Lock(BusyMutex);
+				Busy.erase(&Req);
+			}
+			BusyCv.notify_all();
+		});
 		Http.set_error_handler(httplib::Server::HandlerWithResponse(
 			[this](const httplib::Request& Req, httplib::Response& Res) { return FillErrorBody(Req, Res); }));
 	}
@@ -595,6 +666,12 @@ bool FHttpTransport::Start(std::string& OutError)
 		return false;
 	}
 	Impl->BoundPort = Port;
+	// The library listens with a backlog of 5, so a burst of clients connecting at once has SYNs dropped and
+	// retried a second later. Listening again on the bound socket raises the backlog.
+	if (Impl->ListenSocket >= 0)
+	{
+		::listen(Impl->ListenSocket, SOMAXCONN);
+	}
 	const bool bV6Literal = Host.find(':') != std::string::npos;
 	Impl->BoundHostPort = (bV6Literal ? "[" + Host + "]" : Host) + ":" + std::to_string(Port);
 	Impl->bStarted = true;
@@ -608,7 +685,7 @@ bool FHttpTransport::Start(std::string& OutError)
 	{
 		std::this_thread::sleep_for(std::chrono::milliseconds(1));
 	}
-	TW_LOG(LogTarnwick, Display, "http: serving MCP on http://%s/mcp%s", Impl->BoundHostPort.c_str(),
+	TW_LOG(LogTarnwick, Log, "http: serving MCP on http://%s/mcp%s", Impl->BoundHostPort.c_str(),
 		Impl->Options.Token.empty() ? "" : " (bearer token required)");
 	return true;
 }
@@ -627,6 +704,12 @@ void FHttpTransport::Stop()
 	}
 	Impl->Hub->Cv.notify_all();
 	Impl->Http.stop();
+	{
+		// Workers woken above are writing their answers; let them finish (bounded, in case one never logs).
+		std::unique_lock Lock(Impl->BusyMutex);
+		Impl->BusyCv.wait_for(Lock, std::chrono::seconds(2), [&] { return Impl->Busy.empty(); });
+	}
+	ShutDownAcceptedConnections(Impl->BoundPort);
 	if (Impl->ListenThread.joinable())
 	{
 		Impl->ListenThread.join();

@@ -35,6 +35,8 @@ struct FStdioChannel
 	std::mutex StateMutex;
 	std::condition_variable StateCv;
 	size_t PendingReplies = 0;
+	/** What initialize settled on; requests carry it in their session context. */
+	std::string ProtocolVersion;
 
 	/** One message per line; false once nothing can be written any more. */
 	bool WriteLine(const FJson& Message)
@@ -69,6 +71,21 @@ struct FStdioChannel
 			bBroken = true;
 		}
 		StateCv.notify_all();
+	}
+
+	void RememberProtocolVersion(const FJson& InitializeResponse)
+	{
+		const auto Result = InitializeResponse.find("result");
+		if (Result == InitializeResponse.end() || !Result->is_object())
+		{
+			return;
+		}
+		const auto Version = Result->find("protocolVersion");
+		if (Version != Result->end() && Version->is_string())
+		{
+			std::lock_guard Lock(StateMutex);
+			ProtocolVersion = Version->get<std::string>();
+		}
 	}
 
 	void AddPending()
@@ -108,7 +125,11 @@ struct FStdioTransport::FImpl
 		Channel->OutFd = OutFd;
 	}
 
-	FSessionContext Context() const { return FSessionContext{SessionId, std::string()}; }
+	FSessionContext Context() const
+	{
+		std::lock_guard Lock(Channel->StateMutex);
+		return FSessionContext{SessionId, Channel->ProtocolVersion};
+	}
 
 	void HandleLine(std::string_view Line)
 	{
@@ -127,7 +148,12 @@ struct FStdioTransport::FImpl
 		{
 			Channel->AddPending();
 			std::shared_ptr<FStdioChannel> Out = Channel;
-			Server.HandleRequest(Incoming.Message, Context(), [Out](FJson Response) {
+			const bool bInitialize = Incoming.Method == "initialize";
+			Server.HandleRequest(Incoming.Message, Context(), [Out, bInitialize](FJson Response) {
+				if (bInitialize)
+				{
+					Out->RememberProtocolVersion(Response);
+				}
 				Out->WriteLine(Response);
 				Out->RemovePending();
 			});

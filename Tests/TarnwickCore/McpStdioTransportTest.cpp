@@ -1,0 +1,262 @@
+// The stdio transport over real pipes: line framing, pipelined replies, refusals, end of input and a client
+// that goes away. The game thread is pumped by hand so a test decides when game-thread requests complete.
+#include "GameThread.h"
+#include "Mcp/TarnwickMcpServer.h"
+#include "Mcp/TarnwickMcpTransports.h"
+#include "TarnwickLog.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <optional>
+#include <poll.h>
+#include <regex>
+#include <thread>
+#include <unistd.h>
+
+using namespace Tarnwick::Mcp;
+
+namespace
+{
+/** Bounds every wait so a broken transport fails the test instead of hanging it. */
+constexpr int SafetyTimeoutMs = 20000;
+
+class FStdioTransportTest : public ::testing::Test
+{
+protected:
+	FServer Server{FServerOptions{}};
+	int ToServer[2] = {-1, -1};
+	int FromServer[2] = {-1, -1};
+	std::unique_ptr<FStdioTransport> Transport;
+	std::string Pending;
+
+	void SetUp() override
+	{
+		FGameThreadTaskQueue::Get().MarkGameThread();
+		ASSERT_EQ(::pipe2(ToServer, O_CLOEXEC), 0);
+		ASSERT_EQ(::pipe2(FromServer, O_CLOEXEC), 0);
+		Transport = std::make_unique<FStdioTransport>(Server, ToServer[0], FromServer[1]);
+		Transport->Start();
+	}
+
+	void TearDown() override
+	{
+		CloseInput();
+		Transport.reset();
+		// Calls still queued for the game thread hold replies to this transport's channel; run them out.
+		FGameThreadTaskQueue::Get().RunPending();
+		for (int Fd : {ToServer[0], FromServer[0], FromServer[1]})
+		{
+			if (Fd >= 0)
+			{
+				::close(Fd);
+			}
+		}
+	}
+
+	void Send(std::string_view Text)
+	{
+		size_t Offset = 0;
+		while (Offset < Text.size())
+		{
+			const ssize_t Written = ::write(ToServer[1], Text.data() + Offset, Text.size() - Offset);
+			ASSERT_GT(Written, 0) << "errno " << errno;
+			Offset += static_cast<size_t>(Written);
+		}
+	}
+
+	void CloseInput()
+	{
+		if (ToServer[1] >= 0)
+		{
+			::close(ToServer[1]);
+			ToServer[1] = -1;
+		}
+	}
+
+	/** The next line the server wrote, without its newline; nullopt when the output ended or nothing came. */
+	std::optional<std::string> ReadLine()
+	{
+		while (true)
+		{
+			if (const size_t End = Pending.find('\n'); End != std::string::npos)
+			{
+				std::string Line = Pending.substr(0, End);
+				Pending.erase(0, End + 1);
+				return Line;
+			}
+			pollfd In{FromServer[0], POLLIN, 0};
+			if (::poll(&In, 1, SafetyTimeoutMs) <= 0)
+			{
+				return std::nullopt;
+			}
+			char Buffer[65536];
+			const ssize_t Got = ::read(FromServer[0], Buffer, sizeof(Buffer));
+			if (Got <= 0)
+			{
+				return std::nullopt;
+			}
+			Pending.append(Buffer, static_cast<size_t>(Got));
+		}
+	}
+
+	FJson ReadMessage()
+	{
+		const std::optional<std::string> Line = ReadLine();
+		if (!Line)
+		{
+			ADD_FAILURE() << "no line from the server";
+			return FJson();
+		}
+		return FJson::parse(*Line, nullptr, false);
+	}
+
+	/** True when nothing at all is waiting on the server's output right now. */
+	bool OutputIsEmpty()
+	{
+		pollfd In{FromServer[0], POLLIN, 0};
+		return Pending.empty() && ::poll(&In, 1, 0) == 0;
+	}
+
+	/** Pumps the game thread until the transport reports that it finished (or the safety bound passes). */
+	bool WaitFinished()
+	{
+		const auto Deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(SafetyTimeoutMs);
+		while (!Transport->IsFinished() && std::chrono::steady_clock::now() < Deadline)
+		{
+			FGameThreadTaskQueue::Get().RunPending();
+			FGameThreadTaskQueue::Get().WaitForTasks(0.005);
+		}
+		return Transport->IsFinished();
+	}
+};
+
+std::string Request(int Id, const std::string& Method)
+{
+	return FJson{{"jsonrpc", "2.0"}, {"id", Id}, {"method", Method}}.dump() + "\n";
+}
+}
+
+TEST_F(FStdioTransportTest, SessionIdIsStableRandomVisibleAscii)
+{
+	EXPECT_TRUE(std::regex_match(Transport->GetSessionId(), std::regex("stdio-[0-9a-f]{32}")));
+	FStdioTransport Other(Server, -1, -1);
+	EXPECT_NE(Other.GetSessionId(), Transport->GetSessionId());
+}
+
+TEST_F(FStdioTransportTest, RepliesAreWrittenAsTheyCompleteNotInRequestOrder)
+{
+	// tools/list waits for the game thread, which is not pumped yet; ping is answered at once.
+	Send(Request(1, "tools/list") + Request(2, "ping"));
+	const FJson First = ReadMessage();
+	EXPECT_EQ(First["id"], 2);
+	EXPECT_EQ(First["result"], FJson::object());
+	EXPECT_TRUE(OutputIsEmpty());
+
+	FGameThreadTaskQueue::Get().RunPending();
+	const FJson Second = ReadMessage();
+	EXPECT_EQ(Second["id"], 1);
+	EXPECT_TRUE(Second["result"].contains("tools"));
+}
+
+TEST_F(FStdioTransportTest, InvalidLinesAreAnsweredAndOthersNeedNoAnswer)
+{
+	Send("{not json\n");
+	Send("[" + Request(7, "ping").substr(0, Request(7, "ping").size() - 1) + "]\n");
+	Send("\n  \r\n");
+	Send(R"({"jsonrpc":"2.0","method":"notifications/initialized"})" "\n");
+	Send(R"({"jsonrpc":"2.0","id":99,"result":{}})" "\n");
+	Send(R"({"jsonrpc":"2.0","id":3,"method":"ping"})" "\r\n");
+
+	const FJson Parse = ReadMessage();
+	EXPECT_EQ(Parse["id"], nullptr);
+	EXPECT_EQ(Parse["error"]["code"], ErrorCodes::ParseError);
+
+	const FJson Batch = ReadMessage();
+	EXPECT_EQ(Batch["id"], nullptr);
+	EXPECT_EQ(Batch["error"]["code"], ErrorCodes::InvalidRequest);
+	EXPECT_NE(Batch["error"]["message"].get<std::string>().find("batches are not supported"), std::string::npos);
+
+	// Blank lines, the notification and the client's response produce nothing; the ping is next.
+	const FJson Ping = ReadMessage();
+	EXPECT_EQ(Ping["id"], 3);
+	EXPECT_TRUE(Ping.contains("result"));
+	EXPECT_TRUE(OutputIsEmpty());
+}
+
+TEST_F(FStdioTransportTest, OversizedLineIsRefusedOnceAndSkipped)
+{
+	// Far more than a pipe holds, so the writer runs beside the reader.
+	std::thread Writer([this] {
+		Send(std::string(MaxMessageBytes + 100000, 'x') + "\n" + Request(5, "ping"));
+	});
+	const FJson Refusal = ReadMessage();
+	EXPECT_EQ(Refusal["id"], nullptr);
+	EXPECT_EQ(Refusal["error"]["code"], ErrorCodes::InvalidRequest);
+	EXPECT_NE(Refusal["error"]["message"].get<std::string>().find("4194304"), std::string::npos);
+	const FJson Ping = ReadMessage();
+	EXPECT_EQ(Ping["id"], 5);
+	Writer.join();
+	EXPECT_TRUE(OutputIsEmpty());
+}
+
+TEST_F(FStdioTransportTest, LineOfExactlyTheLimitIsStillParsed)
+{
+	// Padding inside the object keeps it valid JSON at exactly the limit.
+	std::string Line = R"({"jsonrpc":"2.0","id":6,"method":"ping","params":{"pad":")";
+	const std::string Tail = R"("}})";
+	Line += std::string(MaxMessageBytes - Line.size() - Tail.size(), 'p') + Tail;
+	ASSERT_EQ(Line.size(), MaxMessageBytes);
+	std::thread Writer([this, &Line] { Send(Line + "\n"); });
+	const FJson Ping = ReadMessage();
+	Writer.join();
+	EXPECT_EQ(Ping["id"], 6);
+	EXPECT_TRUE(Ping.contains("result"));
+}
+
+TEST_F(FStdioTransportTest, EndOfInputWaitsForPendingRepliesThenFinishes)
+{
+	Send(Request(1, "tools/list"));
+	// The last message may come without its newline.
+	Send(R"({"jsonrpc":"2.0","id":2,"method":"ping"})");
+	CloseInput();
+	EXPECT_EQ(ReadMessage()["id"], 2);
+	// tools/list is still queued for the game thread, so the transport cannot be done.
+	EXPECT_FALSE(Transport->IsFinished());
+
+	ASSERT_TRUE(WaitFinished());
+	EXPECT_EQ(ReadMessage()["id"], 1);
+}
+
+TEST_F(FStdioTransportTest, ClientThatStopsReadingEndsTheTransportWithoutASignal)
+{
+	::close(FromServer[0]);
+	FromServer[0] = -1;
+	// The reply meets a pipe with no reader: EPIPE, which must not kill the process with SIGPIPE.
+	Send(Request(1, "ping"));
+	ASSERT_TRUE(WaitFinished());
+}
+
+TEST_F(FStdioTransportTest, DestroyingWithInputOpenAndARequestPendingDoesNotHang)
+{
+	Send(Request(1, "tools/list"));
+	Send(Request(2, "ping"));
+	EXPECT_EQ(ReadMessage()["id"], 2);
+	Transport.reset();
+	// The late reply finds the transport gone and writes nothing.
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_TRUE(OutputIsEmpty());
+}
+
+TEST_F(FStdioTransportTest, LogLinesReachTheClientAsNotificationsAfterSetLevel)
+{
+	Send(FJson{{"jsonrpc", "2.0"}, {"id", 1}, {"method", "logging/setLevel"}, {"params", {{"level", "warning"}}}}.dump() + "\n");
+	EXPECT_EQ(ReadMessage()["id"], 1);
+	TW_LOG(LogTarnwick, Warning, "stdio notification probe %d", 42);
+	const FJson Note = ReadMessage();
+	EXPECT_EQ(Note["method"], "notifications/message");
+	EXPECT_EQ(Note["params"]["level"], "warning");
+	EXPECT_EQ(Note["params"]["data"], "stdio notification probe 42");
+}

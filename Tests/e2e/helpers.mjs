@@ -1,0 +1,121 @@
+// Shared pieces of the end-to-end tests: where the executable is, a throw-away project folder, a free port,
+// and starting/stopping a `tarnwick serve --http` child with every wait bounded.
+import { spawn } from 'node:child_process';
+import fs from 'node:fs';
+import net from 'node:net';
+import os from 'node:os';
+import path from 'node:path';
+
+export const TarnwickBin = process.env.TARNWICK_BIN;
+if (!TarnwickBin) {
+  throw new Error('TARNWICK_BIN must name the tarnwick executable (ctest sets it)');
+}
+
+/** A minimal project in a fresh temp folder, so a run never writes into the source tree. */
+export function makeTempProject() {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'tarnwick-e2e-'));
+  fs.writeFileSync(path.join(dir, 'E2E.uproject'),
+    JSON.stringify({ FileVersion: 3, EngineAssociation: '5.7', Modules: [] }, null, 2));
+  return dir;
+}
+
+export function removeTempProject(dir) {
+  if (dir) {
+    fs.rmSync(dir, { recursive: true, force: true });
+  }
+}
+
+/** A port nobody listens on right now (the kernel picks it). */
+export function freePort() {
+  return new Promise((resolve, reject) => {
+    const server = net.createServer();
+    server.once('error', reject);
+    server.listen(0, '127.0.0.1', () => {
+      const { port } = server.address();
+      server.close(() => resolve(port));
+    });
+  });
+}
+
+/** Rejects after `ms`, naming what was being waited for. */
+export function withTimeout(promise, ms, what) {
+  let timer;
+  const timeout = new Promise((_, reject) => {
+    timer = setTimeout(() => reject(new Error(`timed out after ${ms} ms waiting for ${what}`)), ms);
+  });
+  return Promise.race([promise, timeout]).finally(() => clearTimeout(timer));
+}
+
+function tryConnect(port) {
+  return new Promise((resolve) => {
+    const socket = net.connect({ host: '127.0.0.1', port });
+    socket.once('connect', () => { socket.destroy(); resolve(true); });
+    socket.once('error', () => { socket.destroy(); resolve(false); });
+  });
+}
+
+/** True when the process with this pid no longer exists. */
+export function isGone(pid) {
+  try {
+    process.kill(pid, 0);
+    return false;
+  } catch (error) {
+    return error.code === 'ESRCH';
+  }
+}
+
+/** Starts `tarnwick serve --http 127.0.0.1:<port>` and resolves once it accepts connections. */
+export async function startHttpServer(projectDir, extraArgs = []) {
+  const port = await freePort();
+  const child = spawn(TarnwickBin, ['serve', '--project', projectDir, '--http', `127.0.0.1:${port}`, ...extraArgs], {
+    stdio: ['ignore', 'ignore', 'pipe'],
+  });
+  let stderr = '';
+  child.stderr.on('data', (chunk) => { stderr += chunk; });
+  const exited = new Promise((resolve) => child.once('exit', (code, signal) => resolve({ code, signal })));
+
+  const deadline = Date.now() + 15000;
+  while (true) {
+    if (child.exitCode !== null || child.signalCode !== null) {
+      throw new Error(`tarnwick serve exited early (${child.exitCode ?? child.signalCode}):\n${stderr}`);
+    }
+    if (await tryConnect(port)) {
+      break;
+    }
+    if (Date.now() > deadline) {
+      child.kill('SIGKILL');
+      throw new Error(`tarnwick serve did not accept connections on port ${port} within 15 s:\n${stderr}`);
+    }
+    await new Promise((resolve) => setTimeout(resolve, 50));
+  }
+
+  return {
+    port,
+    url: new URL(`http://127.0.0.1:${port}/mcp`),
+    child,
+    stderr: () => stderr,
+    /** SIGTERM, then SIGKILL if it lingers; resolves once the process is gone. */
+    async stop() {
+      if (child.exitCode !== null || child.signalCode !== null) {
+        return;
+      }
+      child.kill('SIGTERM');
+      try {
+        await withTimeout(exited, 5000, 'tarnwick serve to exit after SIGTERM');
+      } catch {
+        child.kill('SIGKILL');
+        await withTimeout(exited, 5000, 'tarnwick serve to exit after SIGKILL');
+      }
+    },
+  };
+}
+
+/** A JSON-RPC request as the raw HTTP tests post it. */
+export function rpc(id, method, params = {}) {
+  return JSON.stringify({ jsonrpc: '2.0', id, method, params });
+}
+
+export const JsonHeaders = {
+  'Content-Type': 'application/json',
+  Accept: 'application/json, text/event-stream',
+};
