@@ -1,0 +1,124 @@
+#include "SimViewport.h"
+
+#include "Logging.h"
+#include "RenderingThread.h"
+
+namespace Tarnwick::Sim
+{
+namespace
+{
+FLogCategory LogEditorViewport("LogEditorViewport");
+FLogCategory LogRenderer("LogRenderer");
+}
+
+const char* ViewModeDisplayName(int32 ViewModeIndex)
+{
+	switch (ViewModeIndex)
+	{
+	case EViewModeIndex::VMI_BrushWireframe: return "Brush Wireframe";
+	case EViewModeIndex::VMI_Wireframe: return "Wireframe";
+	case EViewModeIndex::VMI_Unlit: return "Unlit";
+	case EViewModeIndex::VMI_Lit: return "Lit";
+	case EViewModeIndex::VMI_Lit_DetailLighting: return "Detail Lighting";
+	case EViewModeIndex::VMI_LightingOnly: return "Lighting Only";
+	case EViewModeIndex::VMI_LightComplexity: return "Light Complexity";
+	case EViewModeIndex::VMI_ShaderComplexity: return "Shader Complexity";
+	case EViewModeIndex::VMI_LightmapDensity: return "Lightmap Density";
+	case EViewModeIndex::VMI_LitLightmapDensity: return "Lit Lightmap Density";
+	case EViewModeIndex::VMI_ReflectionOverride: return "Reflections";
+	case EViewModeIndex::VMI_VisualizeBuffer: return "Buffer Visualization";
+	case EViewModeIndex::VMI_StationaryLightOverlap: return "Stationary Light Overlap";
+	case EViewModeIndex::VMI_CollisionPawn: return "Player Collision";
+	case EViewModeIndex::VMI_CollisionVisibility: return "Visibility Collision";
+	case EViewModeIndex::VMI_LODColoration: return "Mesh LOD Coloration";
+	case EViewModeIndex::VMI_QuadOverdraw: return "Quad Overdraw";
+	default: return "Unknown";
+	}
+}
+
+void FSimViewport::Resize(FIntPoint NewSize)
+{
+	Size = NewSize;
+	bInvalidated = true;
+}
+
+FSimLevelViewportClient::FSimLevelViewportClient(int32 InIndex, ELevelViewportType::Type InType, FIntPoint Size)
+	: Index(InIndex), Type(InType)
+{
+	Viewport.Size = Size;
+	PerspectiveLocation = FVector(-1500.0, 0.0, 700.0);
+	PerspectiveRotation = FRotator(-20.0, 0.0, 0.0);
+	switch (InType)
+	{
+	case ELevelViewportType::LVT_OrthoXY: OrthoRotation = FRotator(-90.0, 0.0, 0.0); break;
+	case ELevelViewportType::LVT_OrthoXZ: OrthoRotation = FRotator(0.0, 90.0, 0.0); break;
+	default: break;
+	}
+	bRealtime = InType == ELevelViewportType::LVT_Perspective;
+}
+
+void FSimLevelViewportClient::SetViewportType(ELevelViewportType::Type InType)
+{
+	Type = InType;
+	Invalidate();
+	TW_LOG(LogEditorViewport, Log, "Viewport %d: view type set to %d", Index, static_cast<int>(InType));
+}
+
+FVector FSimLevelViewportClient::GetViewLocation() const { return IsPerspective() ? PerspectiveLocation : OrthoLocation; }
+FRotator FSimLevelViewportClient::GetViewRotation() const { return IsPerspective() ? PerspectiveRotation : OrthoRotation; }
+
+void FSimLevelViewportClient::SetViewLocation(const FVector& Location)
+{
+	(IsPerspective() ? PerspectiveLocation : OrthoLocation) = Location;
+	TW_LOG(LogEditorViewport, Verbose, "Viewport %d: camera at (%.1f, %.1f, %.1f)", Index, Location.X, Location.Y, Location.Z);
+}
+
+void FSimLevelViewportClient::SetViewRotation(const FRotator& Rotation)
+{
+	(IsPerspective() ? PerspectiveRotation : OrthoRotation) = Rotation;
+	TW_LOG(LogEditorViewport, Verbose, "Viewport %d: camera rotation (%.1f, %.1f, %.1f)", Index, Rotation.Pitch, Rotation.Yaw, Rotation.Roll);
+}
+
+void FSimLevelViewportClient::SetViewFOV(float FOV)
+{
+	ViewFOV = FOV;
+	TW_LOG(LogEditorViewport, Log, "Viewport %d: field of view %.1f", Index, static_cast<double>(FOV));
+}
+
+void FSimLevelViewportClient::SetRealtime(bool bInRealtime)
+{
+	bRealtime = bInRealtime;
+	TW_LOG(LogEditorViewport, Log, "Viewport %d: realtime %s", Index, bInRealtime ? "on" : "off");
+}
+
+void FSimLevelViewportClient::SetGameView(bool bInGameView)
+{
+	bGameView = bInGameView;
+	TW_LOG(LogEditorViewport, Log, "Viewport %d: game view %s", Index, bInGameView ? "on" : "off");
+}
+
+void FSimLevelViewportClient::SetViewModeIndex(int32 InViewModeIndex)
+{
+	ViewModeIndex = InViewModeIndex;
+	Invalidate();
+	TW_LOG(LogEditorViewport, Log, "Viewport %d: view mode %s (%d)", Index, ViewModeDisplayName(InViewModeIndex), InViewModeIndex);
+}
+
+bool FSimLevelViewportClient::Draw(uint64 FrameCounter)
+{
+	if (Viewport.Size.X < 1 || Viewport.Size.Y < 1) return false;
+	if (!bRealtime && !Viewport.bInvalidated) return false;
+	if (!(Viewport.AllocatedSize == Viewport.Size))
+	{
+		const FIntPoint Size = Viewport.Size;
+		Viewport.AllocatedSize = Size;
+		EnqueueRenderCommand("ReallocateSceneRenderTargets", [Size, FrameCounter] {
+			TW_LOG(LogRenderer, Log, "Reallocating scene render targets to support %dx%d NumSamples 1 (Frame:%llu).", Size.X, Size.Y,
+				static_cast<unsigned long long>(FrameCounter));
+		});
+	}
+	Viewport.bInvalidated = false;
+	++Viewport.DrawCount;
+	return true;
+}
+}

@@ -1,0 +1,134 @@
+// The simulated Unreal editor as one object: it loads a project folder, installs itself as the host (GEditor,
+// the object system, quiescence, the engine loop, the render thread and, in virtual mode, the clock) and runs
+// the frame loop. The executable creates one and runs it until asked to stop; tests create one on the
+// virtual clock and step frames. Only one may exist at a time in a process.
+//
+// Each frame, on the game thread: queued game-thread tasks (MCP calls), the core ticker, the editor (PIE end
+// and start requests, PIE loading, the worlds' ticks), the viewports, the quiescence countdown, a flush of the
+// render thread when it has work, and the release of destroyed objects. In real-time mode frames are paced at
+// the target rate and tasks run as soon as they arrive between frames; in virtual mode frames run back to back
+// with a fixed delta, and the clock advances by exactly that delta per frame.
+#pragma once
+#include "FrameLoop.h"
+#include "PlatformTime.h"
+#include "SimEditor.h"
+#include "SimObjects.h"
+#include "SimProjectFormat.h"
+#include "SimQuiescence.h"
+#include "SimRenderThread.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Tarnwick::Sim
+{
+enum class ESimClockMode : uint8
+{
+	Realtime,
+	Virtual,
+};
+
+/** "realtime" or "virtual" (case-sensitive); false for anything else. */
+bool ParseClockMode(const std::string& Text, ESimClockMode& OutMode);
+
+struct FSimHostOptions
+{
+	/** The folder holding the .uproject. */
+	std::string ProjectDir = "Samples/Arena";
+	ESimClockMode ClockMode = ESimClockMode::Realtime;
+	/** Real-time mode: frames per second. */
+	double TargetFrameRate = 60.0;
+	/** Virtual mode: seconds per frame. */
+	double FixedDeltaSeconds = 1.0 / 60.0;
+	/** Virtual mode: UTC seconds at the first frame; 0 takes the system's time at start-up. */
+	double VirtualUtcStart = 0.0;
+	/** The map opened at start-up; empty: the project's EditorStartupMap. "none" opens an untitled world. */
+	std::string StartupMap;
+	/** Overrides the project's PIELoadFrames when 0 or more. */
+	int32 PIELoadFrames = -1;
+};
+
+/** The virtual clock: monotonic seconds advance only when the frame loop says so. Any thread may read it. */
+class FSimVirtualClock final : public Tarnwick::Host::IPlatformClock
+{
+public:
+	FSimVirtualClock(double InStartSeconds, double InUtcStart) : Now(InStartSeconds), Start(InStartSeconds), UtcStart(InUtcStart) {}
+	double Seconds() const override { return Now.load(std::memory_order_acquire); }
+	double UtcNow() const override { return UtcStart + (Seconds() - Start); }
+	void Advance(double DeltaSeconds) { Now.store(Now.load(std::memory_order_relaxed) + DeltaSeconds, std::memory_order_release); }
+
+private:
+	std::atomic<double> Now;
+	double Start;
+	double UtcStart;
+};
+
+/** A loaded project: its descriptor and its Config ini files by name ("DefaultEngine"). */
+struct FSimProject
+{
+	std::string Dir; // absolute, with a trailing '/'
+	FProjectDescriptor Descriptor;
+	std::vector<std::pair<std::string, FIniFile>> Configs;
+
+	const FIniFile* FindConfig(const std::string& Name) const;
+};
+
+/** Reads the project folder: exactly one .uproject, the ini files of Config (in name order), and a Content/ folder. */
+std::optional<FSimProject> LoadProject(const std::string& ProjectDir, std::string* OutError);
+
+class FSimHost final : public IEngineLoop
+{
+public:
+	/** Loads the project and installs the host. Null with OutError on failure (nothing is left installed). */
+	static std::unique_ptr<FSimHost> Create(const FSimHostOptions& Options, std::string* OutError);
+	~FSimHost() override;
+
+	/** Runs frames until bStop becomes true (checked between frames and while waiting for the next one). */
+	void Run(const std::atomic<bool>& bStop);
+	/** Runs one frame now (virtual: advances the clock by the fixed delta first). */
+	void StepFrame();
+	void StepFrames(int32 Count);
+	/** Steps until Condition holds (checked before each frame); false if MaxFrames ran without it. */
+	bool StepUntil(const std::function<bool()>& Condition, int32 MaxFrames);
+
+	// IEngineLoop
+	uint64 GetFrameCounter() const override { return FrameCounter.load(std::memory_order_relaxed); }
+	double GetDeltaTime() const override { return DeltaTime; }
+	bool HasFocus() const override { return bHasFocus; }
+
+	// Test API: state and levers that MCP never sees.
+	FSimEditor& GetEditor() { return *Editor; }
+	FSimObjectRegistry& GetObjects() { return *Registry; }
+	FSimQuiescence& GetQuiescence() { return *Quiescence; }
+	FSimRenderThread& GetRenderThread() { return *RenderThread; }
+	const FSimProject& GetProject() const { return Project; }
+	const FSimHostOptions& GetOptions() const { return Options; }
+	void SetHasFocus(bool bFocus) { bHasFocus = bFocus; }
+	/**
+	 * A JSON dump of the observable state (worlds, actors with transforms, components and property values,
+	 * loaded Blueprints, the frame counter and clock), used to compare runs.
+	 */
+	FSimJson DumpState() const;
+
+private:
+	FSimHost() = default;
+	void Install();
+	void Uninstall();
+
+	FSimHostOptions Options;
+	FSimProject Project;
+	std::unique_ptr<FSimVirtualClock> VirtualClock;
+	std::unique_ptr<FSimObjectRegistry> Registry;
+	std::unique_ptr<FSimQuiescence> Quiescence;
+	std::unique_ptr<FSimRenderThread> RenderThread;
+	std::unique_ptr<FSimEditor> Editor;
+	std::atomic<uint64> FrameCounter{0};
+	double DeltaTime = 0.0;
+	double LastFrameStart = -1.0;
+	bool bHasFocus = true;
+	bool bInstalled = false;
+};
+}

@@ -1,0 +1,394 @@
+// The simulated editor's object model: native and Blueprint classes built from the native class table and
+// asset documents, objects with reflected property values, actors with components, worlds, and the object
+// registry that owns them all and implements the host's object system (find and load by path).
+//
+// Every object is owned by FSimObjectRegistry and created through it. Destroying an object marks it pending
+// kill (weak handles answer null at once) and frees it in CollectGarbage, which the frame loop calls at the
+// end of each frame, so raw pointers stay valid until then. Everything is ordered (spawn order, load order,
+// ordered maps) so that the same inputs always give the same state. Game thread only.
+#pragma once
+#include "Blueprint.h"
+#include "SimProjectFormat.h"
+#include "SimReflectionRules.h"
+#include "UObjectGlobals.h"
+#include "World.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace Tarnwick::Sim
+{
+class FSimClass;
+class FSimWorld;
+class FSimObjectRegistry;
+class FSimComponent;
+
+/** What every simulated object holds besides its C++ type. */
+struct FSimObjectState
+{
+	FSimClass* Class = nullptr;
+	std::string Name;
+	UObject* Outer = nullptr;
+	bool bPendingKill = false;
+	uint64 Serial = 0;
+	/** One value per property of the class, in the order of FSimClass::GetProperties. */
+	std::vector<FPropertyValue> Values;
+};
+
+/** Gives the registry the state of any simulated object, whatever host interface it implements. */
+class ISimObject
+{
+public:
+	virtual ~ISimObject() = default;
+	virtual FSimObjectState& GetSimState() = 0;
+	virtual UObject* AsObject() = 0;
+	/** Marks the object pending kill: weak handles answer null from now on. */
+	virtual void MarkPendingKill() = 0;
+};
+
+ISimObject* AsSim(UObject* Object);
+const FSimObjectState* GetSimState(const UObject* Object);
+
+/** "Outer path" + ('.' or ':') + name, as the engine builds path names. */
+std::string MakePathName(const UObject* Outer, const std::string& Name);
+bool SimGetPropertyValue(const FSimObjectState& State, const FProperty& Property, FPropertyValue& OutValue);
+bool SimSetPropertyValue(FSimObjectState& State, const FProperty& Property, const FPropertyValue& Value, std::string* OutError);
+
+template <class TBase>
+class TSimObject : public TBase, public ISimObject
+{
+public:
+	std::string GetName() const override { return State.Name; }
+	std::string GetPathName() const override { return MakePathName(State.Outer, State.Name); }
+	UClass* GetClass() const override;
+	UObject* GetOuter() const override { return State.Outer; }
+	bool IsPendingKill() const override { return State.bPendingKill; }
+	bool GetPropertyValue(const FProperty& Property, FPropertyValue& OutValue) const override
+	{
+		return SimGetPropertyValue(State, Property, OutValue);
+	}
+	bool SetPropertyValue(const FProperty& Property, const FPropertyValue& Value, std::string* OutError) override
+	{
+		return SimSetPropertyValue(State, Property, Value, OutError);
+	}
+	FSimObjectState& GetSimState() override { return State; }
+	UObject* AsObject() override { return this; }
+	void MarkPendingKill() override
+	{
+		State.bPendingKill = true;
+		this->ClearWeakHandles();
+	}
+
+	FSimObjectState State;
+};
+
+/** A plain object: packages, levels, meshes, animation instances, class default objects. */
+class FSimObject final : public TSimObject<UObject>
+{
+};
+
+/** A component template of an actor class: its name, class, bound actor property and default values. */
+struct FSimComponentTemplate
+{
+	std::string Name;
+	FSimClass* Class = nullptr;
+	std::string BoundProperty;
+	std::vector<FPropertyValue> Values;
+};
+
+class FSimBlueprint;
+
+class FSimClass final : public TSimObject<UClass>
+{
+public:
+	UClass* GetSuperClass() const override;
+	const FProperty* FindPropertyByName(std::string_view Name) const override;
+	std::vector<const FProperty*> GetProperties() const override { return AllProperties; }
+	UObject* GetDefaultObject() const override { return DefaultObject; }
+	bool IsNative() const override { return bNative; }
+
+	/** Index of a property of this class in an instance's values, or -1. */
+	int32 IndexOf(const FProperty* Property) const;
+	int32 IndexOfName(std::string_view Name) const;
+	/** Adds a property declared by this class; false if the name is taken. */
+	bool AddProperty(FProperty Property);
+	bool IsChildOfKind(ESimObjectKind K) const { return Kind == K; }
+	bool IsA(const std::string& AncestorPath) const;
+
+	FSimClass* Super = nullptr;
+	ESimObjectKind Kind = ESimObjectKind::Object;
+	bool bNative = true;
+	bool bAbstract = false;
+	/** The name shown for instances: "StaticMeshActor", "BP_Hero" for BP_Hero_C. */
+	std::string DisplayName;
+	UObject* DefaultObject = nullptr;
+	std::vector<FSimComponentTemplate> Components;
+	FSimBlueprint* GeneratedBy = nullptr;
+
+private:
+	std::deque<FProperty> OwnProperties;
+	std::vector<const FProperty*> AllProperties;
+	std::map<std::string, int32> IndexByLowerName;
+	std::unordered_map<const FProperty*, int32> IndexByProperty;
+
+	friend class FSimObjectRegistry;
+};
+
+template <class TBase>
+UClass* TSimObject<TBase>::GetClass() const
+{
+	return State.Class;
+}
+
+class FSimBlueprint final : public TSimObject<UBlueprint>
+{
+public:
+	UClass* GetGeneratedClass() const override;
+	UClass* GetParentClass() const override;
+	EBlueprintStatus GetStatus() const override { return Status; }
+	bool GetDisplayCompilePIEWarning() const override { return bDisplayCompilePIEWarning; }
+
+	FSimClass* GeneratedClass = nullptr;
+	FSimClass* ParentClass = nullptr;
+	EBlueprintStatus Status = EBlueprintStatus::UpToDate;
+	bool bDisplayCompilePIEWarning = true;
+	std::vector<std::string> CompileErrors;
+};
+
+class FSimComponent final : public TSimObject<UActorComponent>
+{
+public:
+	AActor* GetOwner() const override { return Owner; }
+	AActor* Owner = nullptr;
+};
+
+/** Actor state shared by every simulated actor type. */
+struct FSimActorState
+{
+	FSimWorld* World = nullptr;
+	std::string Label;
+	std::string FolderPath;
+	FVector Location;
+	FRotator Rotation;
+	FVector Scale{1.0, 1.0, 1.0};
+	std::vector<FSimComponent*> Components;
+	FSimComponent* Root = nullptr;
+	/** The character movement component and the index of its Velocity, when the actor has one. */
+	FSimComponent* Movement = nullptr;
+	int32 VelocityIndex = -1;
+	bool bBegunPlay = false;
+};
+
+class ISimActor
+{
+public:
+	virtual ~ISimActor() = default;
+	virtual FSimActorState& GetActorState() = 0;
+};
+
+FSimActorState* GetActorState(AActor* Actor);
+UWorld* SimActorGetWorld(const FSimActorState& State);
+FVector SimActorGetVelocity(const FSimActorState& State);
+
+template <class TBase>
+class TSimActor : public TSimObject<TBase>, public ISimActor
+{
+public:
+	UWorld* GetWorld() const override { return SimActorGetWorld(Actor); }
+	std::string GetActorLabel() const override { return Actor.Label; }
+	void SetActorLabel(const std::string& Label) override { Actor.Label = Label; }
+	std::string GetFolderPath() const override { return Actor.FolderPath; }
+	void SetFolderPath(const std::string& Path) override { Actor.FolderPath = Path; }
+	FVector GetActorLocation() const override { return Actor.Location; }
+	void SetActorLocation(const FVector& Location) override { Actor.Location = Location; }
+	FRotator GetActorRotation() const override { return Actor.Rotation; }
+	void SetActorRotation(const FRotator& Rotation) override { Actor.Rotation = Rotation; }
+	FVector GetActorScale3D() const override { return Actor.Scale; }
+	void SetActorScale3D(const FVector& Scale) override { Actor.Scale = Scale; }
+	FVector GetVelocity() const override { return SimActorGetVelocity(Actor); }
+	std::vector<UActorComponent*> GetComponents() const override
+	{
+		return std::vector<UActorComponent*>(Actor.Components.begin(), Actor.Components.end());
+	}
+	UActorComponent* GetRootComponent() const override { return Actor.Root; }
+	bool HasActorBegunPlay() const override { return Actor.bBegunPlay; }
+	FSimActorState& GetActorState() override { return Actor; }
+
+	FSimActorState Actor;
+};
+
+/** Reads an object property of an object by name ("Pawn", "Controller"); null when unset or absent. */
+UObject* SimGetObjectProperty(const UObject* Object, std::string_view Name);
+
+class FSimActor final : public TSimActor<AActor>
+{
+};
+
+class FSimPawn final : public TSimActor<APawn>
+{
+public:
+	AController* GetController() const override { return Cast<AController>(SimGetObjectProperty(this, "Controller")); }
+};
+
+class FSimController final : public TSimActor<AController>
+{
+public:
+	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+};
+
+class FSimPlayerController final : public TSimActor<APlayerController>
+{
+public:
+	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+};
+
+/** Per-frame work of a world: time, and simple movement. */
+class FSimWorld final : public TSimObject<UWorld>
+{
+public:
+	EWorldType::Type GetWorldType() const override { return WorldType; }
+	double GetTimeSeconds() const override { return TimeSeconds; }
+	double GetRealTimeSeconds() const override { return RealTimeSeconds; }
+	double GetDeltaSeconds() const override { return DeltaSeconds; }
+	bool HasBegunPlay() const override { return bBegunPlay; }
+	bool IsTearingDown() const override { return bTearingDown; }
+	std::string GetMapName() const override { return MapName; }
+	std::string GetPackageName() const override;
+	std::vector<AActor*> GetActors() const override;
+	AActor* SpawnActor(UClass* Class, const FActorSpawnParameters& Params, std::string* OutError) override;
+	bool DestroyActor(AActor* Actor) override;
+	APlayerController* GetFirstPlayerController() const override;
+	AActor* GetWorldSettings() const override { return WorldSettings; }
+	AActor* GetAuthGameMode() const override { return GameMode; }
+	bool IsPaused() const override { return bPaused; }
+	bool SetGamePaused(bool bInPaused) override;
+	double GetGlobalTimeDilation() const override;
+	double SetGlobalTimeDilation(double Dilation) override;
+
+	/** Advances time by DeltaSeconds of real time and moves characters; nothing before play begins. */
+	void Tick(double RealDeltaSeconds);
+	/** Calls BeginPlay on every actor and marks the world begun. */
+	void BeginPlay();
+
+	FSimObjectRegistry* Registry = nullptr;
+	EWorldType::Type WorldType = EWorldType::Editor;
+	std::string MapName;
+	UObject* Package = nullptr;
+	UObject* Level = nullptr;
+	std::vector<AActor*> Actors;
+	AActor* WorldSettings = nullptr;
+	AActor* GameMode = nullptr;
+	double TimeSeconds = 0.0;
+	double RealTimeSeconds = 0.0;
+	double DeltaSeconds = 0.0;
+	bool bBegunPlay = false;
+	bool bTearingDown = false;
+	bool bPaused = false;
+	bool bHasWorldPartition = false;
+	/** Next number of the engine's "<Class>_<n>" names, per base name. */
+	std::map<std::string, int32> NameCounters;
+	/** Cached index of WorldSettings.TimeDilation and friends. */
+	int32 TimeDilationIndex = -1;
+};
+
+/** Owns every object; the host's object system. */
+class FSimObjectRegistry final : public IObjectSystem
+{
+public:
+	/** ProjectDir is the folder holding the .uproject (with or without a trailing '/'). */
+	explicit FSimObjectRegistry(std::string ProjectDir);
+	~FSimObjectRegistry() override;
+
+	// IObjectSystem
+	UObject* FindObject(const std::string& ObjectPath) const override;
+	UObject* LoadObject(const std::string& ObjectPath, std::string* OutError) override;
+	UClass* LoadClass(const std::string& ClassPath, std::string* OutError) override;
+	std::vector<UBlueprint*> GetLoadedBlueprints() const override;
+	bool DoesPackageExist(const std::string& LongPackageName) const override;
+	bool TryConvertLongPackageNameToFilename(const std::string& LongPackageName, std::string& OutFilename) const override;
+
+	FSimClass* FindClass(const std::string& ClassPath) const;
+
+	/** Creates an object of Class in Outer, with the class defaults. Class must not be an actor or world class. */
+	UObject* NewObject(FSimClass* Class, UObject* Outer, const std::string& Name);
+
+	/**
+	 * Reads a .umap and builds an editor world from it (the registry does not keep track of which world is
+	 * open; the editor does). Null with OutError naming the file and the problem on failure; nothing is left
+	 * behind then.
+	 */
+	FSimWorld* LoadMapWorld(const std::string& LongPackageName, std::string* OutError);
+	/** A new world with a WorldSettings actor only (for tests and new maps). */
+	FSimWorld* CreateWorld(const std::string& LongPackageName, EWorldType::Type WorldType);
+	/** Duplicates a world for PIE: package "UEDPIE_<n>_<Map>", same actors and values, references remapped. */
+	FSimWorld* DuplicateWorldForPIE(FSimWorld* Source, int32 PIEInstance);
+	/** Destroys a world, its level, its actors and its package. */
+	void DestroyWorld(FSimWorld* World);
+
+	AActor* SpawnActor(FSimWorld* World, FSimClass* Class, const FActorSpawnParameters& Params, std::string* OutError);
+	bool DestroyActor(FSimWorld* World, AActor* Actor);
+	/** Destroys one object (not actors or worlds: use DestroyActor / DestroyWorld). */
+	void DestroyObject(UObject* Object);
+	/** Frees the objects destroyed since the last call. */
+	void CollectGarbage();
+
+	/** Streaming levels and world-partition frames of the last map loaded (read by the editor for quiescence). */
+	const FMapDocument* GetLastMapDocument() const { return LastMap ? &*LastMap : nullptr; }
+
+	size_t NumObjects() const { return Objects.size(); }
+	/** Every live object in creation order (tests and state dumps). */
+	std::vector<UObject*> GetAllObjects() const;
+	const std::string& GetProjectDir() const { return ProjectDir; }
+	/** The file of a package relative to the project ("Content/Maps/Arena.umap"), for messages. */
+	std::string RelativeFileOf(const std::string& AbsoluteFile) const;
+
+private:
+	template <typename T>
+	T* Create(FSimClass* Class, UObject* Outer, const std::string& Name);
+	void Register(UObject* Object, bool bIndexPath);
+	void BuildNativeClasses();
+	void InitDefaults(FSimObjectState& State, FSimClass* Class) const;
+	FSimClass* CreateClass(const std::string& Name, UObject* Outer, FSimClass* MetaClass, FSimClass* Super);
+	void FinishClass(FSimClass* Class);
+	AActor* CreateActor(FSimWorld* World, FSimClass* Class, const std::string& Name);
+	void CreateAnimInstances(AActor* Actor);
+	UObject* LoadPackage(const std::string& PackageName, std::string* OutError);
+	UObject* LoadEngineContent(const std::string& PackageName);
+	UObject* LoadAssetPackage(const std::string& PackageName, const std::string& File, std::string* OutError);
+	UObject* ResolveReference(const std::string& Path, bool bWantClass, FSimWorld* World, std::string* OutError);
+	bool ApplyJsonProperties(UObject* Object, const FSimJson& Properties, FSimWorld* World, std::string* OutError);
+	void RollbackTo(uint64 Serial);
+	std::string MakeUniqueActorName(FSimWorld* World, FSimClass* Class);
+
+	std::string ProjectDir;
+	uint64 NextSerial = 1;
+	std::map<uint64, std::unique_ptr<UObject>> Objects;
+	std::unordered_map<std::string, UObject*> PathIndex; // lower-cased path -> object (packages, classes, assets)
+	std::vector<std::unique_ptr<UObject>> Garbage;
+	std::vector<FSimBlueprint*> LoadedBlueprints;
+	std::set<std::string> PackagesLoading;
+	std::optional<FMapDocument> LastMap;
+	FSimClass* ClassClass = nullptr;
+	FSimClass* PackageClass = nullptr;
+
+public:
+	/** Native classes used by the editor's rules, looked up once. */
+	FSimClass* ActorClass = nullptr;
+	FSimClass* ComponentClass = nullptr;
+	FSimClass* WorldClass = nullptr;
+	FSimClass* LevelClass = nullptr;
+	FSimClass* WorldSettingsClass = nullptr;
+	FSimClass* PlayerStartClass = nullptr;
+	FSimClass* GameModeBaseClass = nullptr;
+	FSimClass* AnimInstanceClass = nullptr;
+	FSimClass* SkeletalMeshComponentClass = nullptr;
+	FSimClass* CharacterMovementClass = nullptr;
+	FSimClass* BlueprintGeneratedClassClass = nullptr;
+	FSimClass* AnimBlueprintGeneratedClassClass = nullptr;
+};
+}
