@@ -131,7 +131,10 @@ inline FPropertyValue ReadProperty(const UObject* Object, const std::string& Nam
 	FPropertyValue V;
 	const FProperty* P = Object ? Object->GetClass()->FindPropertyByName(Name) : nullptr;
 	EXPECT_TRUE(P) << "no property " << Name;
-	if (P) EXPECT_TRUE(Object->GetPropertyValue(*P, V));
+	if (P)
+	{
+		EXPECT_TRUE(Object->GetPropertyValue(*P, V));
+	}
 	return V;
 }
 }

@@ -233,8 +233,9 @@ double FSimWorld::SetGlobalTimeDilation(double Dilation)
 
 void FSimWorld::Tick(double RealDeltaSeconds)
 {
-	if (!bBegunPlay || bTearingDown)
+	if (!bBegunPlay || bTearingDown || bBeganPlayThisFrame)
 	{
+		bBeganPlayThisFrame = false;
 		DeltaSeconds = 0.0;
 		return;
 	}
@@ -258,6 +259,7 @@ void FSimWorld::BeginPlay()
 		if (FSimActorState* S = GetActorState(A)) S->bBegunPlay = true;
 	}
 	bBegunPlay = true;
+	bBeganPlayThisFrame = true;
 }
 
 // --- FSimObjectRegistry ---
@@ -978,11 +980,11 @@ void FSimObjectRegistry::CollectGarbage()
 	}
 }
 
-FSimWorld* FSimObjectRegistry::CreateWorld(const std::string& LongPackageName, EWorldType::Type WorldType)
+FSimWorld* FSimObjectRegistry::CreateWorld(const std::string& LongPackageName, EWorldType::Type WorldType, const std::string& WorldName)
 {
 	UObject* Package = Create<FSimObject>(PackageClass, nullptr, LongPackageName);
 	Register(Package, true);
-	const std::string MapName = FPackageName::GetShortName(LongPackageName);
+	const std::string MapName = WorldName.empty() ? FPackageName::GetShortName(LongPackageName) : WorldName;
 	FSimWorld* World = Create<FSimWorld>(WorldClass, Package, MapName);
 	World->Registry = this;
 	World->WorldType = WorldType;
@@ -1080,7 +1082,7 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 	const size_t Slash = SourcePackage.rfind('/');
 	const std::string PackageName =
 		SourcePackage.substr(0, Slash + 1) + Tarnwick::Printf("UEDPIE_%d_", PIEInstance) + SourcePackage.substr(Slash + 1);
-	FSimWorld* World = CreateWorld(PackageName, EWorldType::PIE);
+	FSimWorld* World = CreateWorld(PackageName, EWorldType::PIE, Source->GetName());
 	World->MapName = Source->MapName;
 	World->bHasWorldPartition = Source->bHasWorldPartition;
 	World->NameCounters = Source->NameCounters;

@@ -196,9 +196,23 @@ FPropertyValue MakeZeroValue(const FProperty& Property)
 	}
 	if (Property.Type == EPropertyType::Struct)
 	{
-		for (const FProperty& Field : Property.Fields)
+		// A struct starts from its default constructor, which the struct table states per field.
+		const FStructDesc* Desc = nullptr;
+		for (const FStructDesc& S : GetStructs())
 		{
-			V.Fields.emplace_back(Field.Name, MakeZeroValue(Field));
+			if (Property.StructName == S.Name) Desc = &S;
+		}
+		for (size_t I = 0; I < Property.Fields.size(); ++I)
+		{
+			const FProperty& Field = Property.Fields[I];
+			FPropertyValue FieldValue = MakeZeroValue(Field);
+			if (Desc && I < Desc->Fields.size() && Desc->Fields[I].DefaultJson[0])
+			{
+				std::optional<FPropertyValue> D =
+					PropertyValueFromJson(Field, FSimJson::parse(Desc->Fields[I].DefaultJson), nullptr, &FieldValue, nullptr);
+				if (D) FieldValue = std::move(*D);
+			}
+			V.Fields.emplace_back(Field.Name, std::move(FieldValue));
 		}
 	}
 	return V;

@@ -290,6 +290,8 @@ public:
 	bool bTearingDown = false;
 	bool bPaused = false;
 	bool bHasWorldPartition = false;
+	/** Play began during this frame's editor tick: game time starts at 0 on the next frame. */
+	bool bBeganPlayThisFrame = false;
 	/** Next number of the engine's "<Class>_<n>" names, per base name. */
 	std::map<std::string, int32> NameCounters;
 	/** Cached index of WorldSettings.TimeDilation and friends. */
@@ -324,7 +326,7 @@ public:
 	 */
 	FSimWorld* LoadMapWorld(const std::string& LongPackageName, std::string* OutError);
 	/** A new world with a WorldSettings actor only (for tests and new maps). */
-	FSimWorld* CreateWorld(const std::string& LongPackageName, EWorldType::Type WorldType);
+	FSimWorld* CreateWorld(const std::string& LongPackageName, EWorldType::Type WorldType, const std::string& WorldName = std::string());
 	/** Duplicates a world for PIE: package "UEDPIE_<n>_<Map>", same actors and values, references remapped. */
 	FSimWorld* DuplicateWorldForPIE(FSimWorld* Source, int32 PIEInstance);
 	/** Destroys a world, its level, its actors and its package. */

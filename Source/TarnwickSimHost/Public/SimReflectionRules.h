@@ -88,7 +88,7 @@ using FObjectResolver = std::function<UObject*(const std::string& Path, bool bWa
 std::optional<FPropertyValue> PropertyValueFromJson(const FProperty& Property, const FSimJson& Json,
 	const FObjectResolver& Resolver, const FPropertyValue* Base, std::string* OutError);
 
-/** The zero value of a property's type (false, 0, "", zero vector, null object, fields at zero, empty array). */
+/** The default value of a property's type: false, 0, "", zero vector, null object, empty array; a struct's fields at their declared defaults. */
 FPropertyValue MakeZeroValue(const FProperty& Property);
 
 /**
