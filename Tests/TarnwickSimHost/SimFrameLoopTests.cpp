@@ -277,6 +277,14 @@ TEST(SimFrameLoop, RealtimeRunStopsOnTheFlagAndRunsCallsBetweenFrames)
 	EXPECT_GE(Host->GetFrameCounter(), FrameAtCall.load());
 }
 
+TEST(SimFrameLoop, VirtualRunStopsWhenAsked)
+{
+	auto Host = MakeArenaHost();
+	Host->Run([&] { return Host->GetFrameCounter() >= 10; });
+	EXPECT_EQ(Host->GetFrameCounter(), 10u);
+	EXPECT_NEAR(FPlatformTime::Seconds(), 1.0 + 10.0 / 60.0, 1e-12);
+}
+
 TEST(SimFrameLoop, ClockModeNames)
 {
 	ESimClockMode Mode = ESimClockMode::Realtime;

@@ -280,22 +280,27 @@ bool FSimHost::StepUntil(const std::function<bool()>& Condition, int32 MaxFrames
 
 void FSimHost::Run(const std::atomic<bool>& bStop)
 {
+	Run(std::function<bool()>([&bStop] { return bStop.load(); }));
+}
+
+void FSimHost::Run(const std::function<bool()>& ShouldStop)
+{
 	FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
 	Queue.MarkGameThread();
 	if (VirtualClock)
 	{
-		while (!bStop.load()) StepFrame();
+		while (!ShouldStop()) StepFrame();
 		return;
 	}
 	const double Period = 1.0 / Options.TargetFrameRate;
 	double Next = RealSeconds();
-	while (!bStop.load())
+	while (!ShouldStop())
 	{
 		StepFrame();
 		Next += Period;
 		double Now = RealSeconds();
 		if (Now > Next + 0.25) Next = Now;
-		while (!bStop.load() && Now < Next)
+		while (!ShouldStop() && Now < Next)
 		{
 			// Calls that arrive between frames run at once instead of waiting for the next frame.
 			if (Queue.WaitForTasks(Next - Now) && !Editor->GetOpenModal()) Queue.RunPending();

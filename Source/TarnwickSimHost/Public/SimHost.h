@@ -88,6 +88,8 @@ public:
 
 	/** Runs frames until bStop becomes true (checked between frames and while waiting for the next one). */
 	void Run(const std::atomic<bool>& bStop);
+	/** As above, until ShouldStop returns true (called on the game thread, between frames and while waiting). */
+	void Run(const std::function<bool()>& ShouldStop);
 	/** Runs one frame now (virtual: advances the clock by the fixed delta first). */
 	void StepFrame();
 	void StepFrames(int32 Count);
