@@ -11,7 +11,8 @@
 namespace Tarnwick::Mcp
 {
 /** Reads requests from an input fd on its own thread, writes one response per line to an output fd.
- *  Nothing else may write to the output fd; logs go to stderr. */
+ *  Nothing else may write to the output fd; logs go to stderr. Replies are written as they complete, so they
+ *  may come out of request order. The fds stay the caller's; the server must outlive the transport. */
 class FStdioTransport
 {
 public:
@@ -61,6 +62,7 @@ public:
 
 	/** Binds and starts serving on background threads; false (with a reason) when the address cannot be bound. */
 	bool Start(std::string& OutError);
+	/** Stops promptly: requests still waiting for the game thread are answered 503, sessions are ended. */
 	void Stop();
 	/** The bound port (useful with port 0). */
 	int GetPort() const;
