@@ -6,6 +6,8 @@
 #include "Logs/LogQueryRules.h"
 #include "TarnwickLogCapture.h"
 
+#include <utility>
+
 namespace Tarnwick::Editor
 {
 namespace
@@ -23,16 +25,16 @@ FJson ListResult(const char* CountKey, const char* ListKey, FJson List)
 FTarnwickActionResult GetRecentLogs(const FTarnwickLogCapture* Capture, const FJsonPtr& Params)
 {
 	if (!Capture) return FTarnwickActionResult::Success(ListResult("count", "entries", FJson::array()));
-	const std::vector<FTarnwickLogEntry> Entries = Capture->GetRecent(ReadCount(Params, RecentLogsCount));
-	return FTarnwickActionResult::Success(ListResult("count", "entries", LogEntriesToJson(Entries)));
+	return FTarnwickActionResult::Success(
+		ListResult("count", "entries", LogEntriesToJson(Capture->GetRecent(ReadCount(Params, RecentLogsCount)))));
 }
 
 FTarnwickActionResult SearchLogs(const FTarnwickLogCapture* Capture, const FJsonPtr& Params)
 {
 	if (!Capture) return FTarnwickActionResult::Success(ListResult("match_count", "entries", FJson::array()));
-	const std::vector<FTarnwickLogEntry> Entries = Capture->Search(ReadString(Params, "pattern"), ReadString(Params, "category"),
+	std::vector<FTarnwickLogEntry> Entries = Capture->Search(ReadString(Params, "pattern"), ReadString(Params, "category"),
 		ParseMaxVerbosity(ReadString(Params, "verbosity")), ReadCount(Params, SearchLogsLimit));
-	return FTarnwickActionResult::Success(ListResult("match_count", "entries", LogEntriesToJson(Entries)));
+	return FTarnwickActionResult::Success(ListResult("match_count", "entries", LogEntriesToJson(std::move(Entries))));
 }
 
 FTarnwickActionResult TailLog(const FTarnwickLogCapture* Capture, const FJsonPtr& Params)

@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace Tarnwick::Logs
 {
@@ -61,21 +62,39 @@ uint8 ParseMaxVerbosity(std::string_view Text)
 	return ELogVerbosity::Log;
 }
 
-FJson LogEntryToJson(const FTarnwickLogEntry& Entry)
+namespace
+{
+template <typename FMessage>
+FJson MakeEntryJson(const FTarnwickLogEntry& Entry, FMessage&& Message)
 {
 	FJson Out = FJson::object();
+	Out.get_ref<FJson::object_t&>().reserve(4);
 	Out["timestamp"] = Entry.Timestamp;
 	Out["category"] = Entry.Category.ToString();
 	Out["verbosity"] = VerbosityNameLower(Entry.Verbosity);
-	Out["message"] = Entry.Message;
+	Out["message"] = std::forward<FMessage>(Message);
 	return Out;
+}
+}
+
+FJson LogEntryToJson(const FTarnwickLogEntry& Entry)
+{
+	return MakeEntryJson(Entry, Entry.Message);
 }
 
 FJson LogEntriesToJson(const std::vector<FTarnwickLogEntry>& Entries)
 {
 	FJson Out = FJson::array();
 	Out.get_ref<FJson::array_t&>().reserve(Entries.size());
-	for (const FTarnwickLogEntry& Entry : Entries) Out.push_back(LogEntryToJson(Entry));
+	for (const FTarnwickLogEntry& Entry : Entries) Out.push_back(MakeEntryJson(Entry, Entry.Message));
+	return Out;
+}
+
+FJson LogEntriesToJson(std::vector<FTarnwickLogEntry>&& Entries)
+{
+	FJson Out = FJson::array();
+	Out.get_ref<FJson::array_t&>().reserve(Entries.size());
+	for (FTarnwickLogEntry& Entry : Entries) Out.push_back(MakeEntryJson(Entry, std::move(Entry.Message)));
 	return Out;
 }
 

@@ -46,6 +46,8 @@ uint8 ParseMaxVerbosity(std::string_view Text);
 /** {"timestamp", "category", "verbosity" (lower-case name), "message"}. */
 FJson LogEntryToJson(const FTarnwickLogEntry& Entry);
 FJson LogEntriesToJson(const std::vector<FTarnwickLogEntry>& Entries);
+/** The same, moving each message into the JSON instead of copying it a second time. */
+FJson LogEntriesToJson(std::vector<FTarnwickLogEntry>&& Entries);
 
 /** "[Category][verbosity] message", no timestamp. */
 std::string FormatTailLine(const FTarnwickLogEntry& Entry);
