@@ -4,16 +4,6 @@
 #include "Mcp/TarnwickMcpServer.h"
 #include "Mcp/TarnwickMcpTransports.h"
 
-// The packaged library is built with these; the header must see the same ones or the client's layout differs.
-#ifndef CPPHTTPLIB_OPENSSL_SUPPORT
-#define CPPHTTPLIB_OPENSSL_SUPPORT
-#endif
-#ifndef CPPHTTPLIB_ZLIB_SUPPORT
-#define CPPHTTPLIB_ZLIB_SUPPORT
-#endif
-#ifndef CPPHTTPLIB_BROTLI_SUPPORT
-#define CPPHTTPLIB_BROTLI_SUPPORT
-#endif
 #include <httplib.h>
 
 #include <gtest/gtest.h>
