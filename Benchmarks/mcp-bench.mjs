@@ -153,6 +153,7 @@ function makeProject() {
 		path.join(dir, 'Bench.uproject'),
 		JSON.stringify({ FileVersion: 3, EngineAssociation: '5.7', Modules: [] }),
 	);
+	fs.mkdirSync(path.join(dir, 'Content'));
 	return dir;
 }
 

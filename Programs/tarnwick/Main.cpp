@@ -23,6 +23,9 @@ int main(int Argc, char** Argv)
 	ServeCmd->add_option("--tool-mode", Serve.ToolMode, "flat: one tool per action; grouped: one tool per namespace")
 		->check(CLI::IsMember({"flat", "grouped"}))
 		->capture_default_str();
+	ServeCmd->add_option("--clock", Serve.Common.Clock, "realtime, or virtual: frames back to back on a simulated clock")
+		->check(CLI::IsMember({"realtime", "virtual"}))
+		->capture_default_str();
 	ServeCmd->add_option("--log-level", Serve.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();
@@ -32,6 +35,9 @@ int main(int Argc, char** Argv)
 	CallCmd->add_option("--project", Call.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
 	CallCmd->add_option("tool", Call.Tool, "Tool name, e.g. brindle_list_async_jobs or brindle.list_async_jobs")->required();
 	CallCmd->add_option("json", Call.ArgumentsJson, "Arguments as one JSON object")->capture_default_str();
+	CallCmd->add_option("--clock", Call.Common.Clock, "realtime, or virtual: frames on a simulated clock")
+		->check(CLI::IsMember({"realtime", "virtual"}))
+		->capture_default_str();
 	CallCmd->add_option("--log-level", Call.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();

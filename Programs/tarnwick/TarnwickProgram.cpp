@@ -4,8 +4,7 @@
 #include "Logging.h"
 #include "Mcp/TarnwickMcpServer.h"
 #include "Mcp/TarnwickMcpTransports.h"
-#include "Paths.h"
-#include "PlatformTime.h"
+#include "SimHost.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
 #include "TarnwickLog.h"
@@ -15,7 +14,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 
 namespace Tarnwick::Program
@@ -39,46 +37,63 @@ ELogVerbosity::Type ParseLogLevel(const std::string& Level)
 	return ELogVerbosity::Warning;
 }
 
-/** Sets up what both subcommands need: stderr logging, the project folder, the registrations. */
-bool StartUp(const FCommonOptions& Options, FOutputDeviceStdErr& StdErr)
+/** What both subcommands run on: stderr logging, the simulated editor on the project, the core's tools. */
+class FRuntime
 {
-	StdErr.SetMaxVerbosity(ParseLogLevel(Options.LogLevel));
-	GLog->AddOutputDevice(&StdErr);
-	std::error_code Ec;
-	if (!std::filesystem::is_directory(Options.ProjectDir, Ec))
+public:
+	bool StartUp(const FCommonOptions& Options)
 	{
-		std::fprintf(stderr, "tarnwick: project folder '%s' does not exist\n", Options.ProjectDir.c_str());
-		return false;
+		StdErr.SetMaxVerbosity(ParseLogLevel(Options.LogLevel));
+		GLog->AddOutputDevice(&StdErr);
+		Sim::FSimHostOptions HostOptions;
+		HostOptions.ProjectDir = Options.ProjectDir;
+		if (!Sim::ParseClockMode(Options.Clock, HostOptions.ClockMode))
+		{
+			std::fprintf(stderr, "tarnwick: --clock must be realtime or virtual, got '%s'\n", Options.Clock.c_str());
+			return false;
+		}
+		std::string Error;
+		Host = Sim::FSimHost::Create(HostOptions, &Error);
+		if (!Host)
+		{
+			std::fprintf(stderr, "tarnwick: %s\n", Error.c_str());
+			return false;
+		}
+		CoreTools::Register();
+		return true;
 	}
-	FPaths::SetProjectDir(Options.ProjectDir);
-	FGameThreadTaskQueue::Get().MarkGameThread();
-	CoreTools::Register();
-	return true;
-}
+
+	~FRuntime()
+	{
+		CoreTools::Unregister();
+		Host.reset();
+		GLog->RemoveOutputDevice(&StdErr);
+	}
+
+	Sim::FSimHost& GetHost() { return *Host; }
+
+private:
+	FOutputDeviceStdErr StdErr;
+	std::unique_ptr<Sim::FSimHost> Host;
+};
 
 bool SplitHostPort(const std::string& Address, std::string& OutHost, int& OutPort)
 {
-	const size_t Colon = Address.rfind(':');
-	if (Colon == std::string::npos) return false;
-	OutHost = Address.substr(0, Colon);
-	if (OutHost.size() >= 2 && OutHost.front() == '[' && OutHost.back() == ']') OutHost = OutHost.substr(1, OutHost.size() - 2);
-	try
+	std::string Port;
+	if (!Mcp::HttpRules::SplitHostPort(Address, OutHost, Port) || OutHost.empty() || Port.empty() || Port.size() > 5) return false;
+	for (char C : Port)
 	{
-		size_t Used = 0;
-		OutPort = std::stoi(Address.substr(Colon + 1), &Used);
-		return Used == Address.size() - Colon - 1 && OutPort >= 0 && OutPort <= 65535 && !OutHost.empty();
+		if (C < '0' || C > '9') return false;
 	}
-	catch (...)
-	{
-		return false;
-	}
+	OutPort = std::stoi(Port);
+	return OutPort <= 65535;
 }
 }
 
 int RunServe(const FServeOptions& Options)
 {
-	FOutputDeviceStdErr StdErr;
-	if (!StartUp(Options.Common, StdErr)) return 2;
+	FRuntime Runtime;
+	if (!Runtime.StartUp(Options.Common)) return 2;
 
 	Mcp::FServerOptions ServerOptions;
 	ServerOptions.ToolMode = Options.ToolMode == "grouped" ? Mcp::EToolMode::Grouped : Mcp::EToolMode::Flat;
@@ -117,32 +132,26 @@ int RunServe(const FServeOptions& Options)
 		Stdio->Start();
 	}
 
-	// The frame loop: queued calls as soon as they arrive, the core ticker at 60 frames per second.
-	constexpr double FrameSeconds = 1.0 / 60.0;
-	FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
-	double LastFrame = FPlatformTime::Seconds();
-	while (!GStopRequested.load())
+	// The stdio session ends the process when its input ends; the check rides on the frame loop.
+	FTSTicker::FDelegateHandle StdioWatch;
+	if (Stdio)
 	{
-		Queue.RunPending();
-		const double Now = FPlatformTime::Seconds();
-		if (Now - LastFrame >= FrameSeconds)
-		{
-			FTSTicker::GetCoreTicker().Tick(static_cast<float>(Now - LastFrame));
-			LastFrame = Now;
-		}
-		if (Stdio && Stdio->IsFinished()) break;
-		Queue.WaitForTasks(std::max(0.0, LastFrame + FrameSeconds - FPlatformTime::Seconds()));
+		StdioWatch = FTSTicker::GetCoreTicker().AddTicker("TarnwickStdioWatch", 0.0f, [&](float) {
+			if (Stdio->IsFinished()) GStopRequested.store(true);
+			return true;
+		});
 	}
+	Runtime.GetHost().Run(GStopRequested);
+	FTSTicker::GetCoreTicker().RemoveTicker(StdioWatch);
 	if (Http) Http->Stop();
-	Queue.RunPending();
-	GLog->RemoveOutputDevice(&StdErr);
+	FGameThreadTaskQueue::Get().RunPending();
 	return 0;
 }
 
 int RunCall(const FCallOptions& Options)
 {
-	FOutputDeviceStdErr StdErr;
-	if (!StartUp(Options.Common, StdErr)) return 2;
+	FRuntime Runtime;
+	if (!Runtime.StartUp(Options.Common)) return 2;
 	const FJsonPtr Arguments = FTarnwickJsonUtils::Parse(Options.ArgumentsJson);
 	if (!Arguments)
 	{
@@ -171,9 +180,9 @@ int RunCall(const FCallOptions& Options)
 			Out = FJson{{"error", std::move(Error)}};
 		}
 	}
-	FGameThreadTaskQueue::Get().RunPending();
+	// Let work the call queued for the next frame happen before the editor goes away.
+	Runtime.GetHost().StepFrame();
 	std::cout << Out.dump(2, ' ', false, nlohmann::detail::error_handler_t::replace) << std::endl;
-	GLog->RemoveOutputDevice(&StdErr);
 	return bSuccess ? 0 : 1;
 }
 }

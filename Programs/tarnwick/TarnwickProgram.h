@@ -9,6 +9,8 @@ struct FCommonOptions
 {
 	std::string ProjectDir = TARNWICK_DEFAULT_PROJECT;
 	std::string LogLevel = "warning";
+	/** "realtime" (frames paced at 60 per second) or "virtual" (back to back, fixed delta, deterministic). */
+	std::string Clock = "realtime";
 };
 
 struct FServeOptions

@@ -11,11 +11,11 @@ if (!TarnwickBin) {
   throw new Error('TARNWICK_BIN must name the tarnwick executable (ctest sets it)');
 }
 
-/** A minimal project in a fresh temp folder, so a run never writes into the source tree. */
+/** A copy of the sample project in a fresh temp folder, so a run never writes into the source tree. */
 export function makeTempProject() {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'tarnwick-e2e-'));
-  fs.writeFileSync(path.join(dir, 'E2E.uproject'),
-    JSON.stringify({ FileVersion: 3, EngineAssociation: '5.7', Modules: [] }, null, 2));
+  const sample = path.join(process.env.TARNWICK_SOURCE_DIR ?? path.resolve(import.meta.dirname, '../..'), 'Samples', 'Arena');
+  fs.cpSync(sample, dir, { recursive: true, filter: (src) => !/[\\/](Saved|Intermediate)$/.test(src) });
   return dir;
 }
 
