@@ -7,6 +7,7 @@
 #include "SimHost.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
+#include "TarnwickEditorModule.h"
 #include "TarnwickLog.h"
 #include "TarnwickToolRegistry.h"
 #include "Ticker.h"
@@ -60,11 +61,13 @@ public:
 			return false;
 		}
 		CoreTools::Register();
+		EditorModule.StartupModule();
 		return true;
 	}
 
 	~FRuntime()
 	{
+		if (Host) EditorModule.ShutdownModule();
 		CoreTools::Unregister();
 		Host.reset();
 		GLog->RemoveOutputDevice(&StdErr);
@@ -75,6 +78,7 @@ public:
 private:
 	FOutputDeviceStdErr StdErr;
 	std::unique_ptr<Sim::FSimHost> Host;
+	FTarnwickEditorModule EditorModule;
 };
 
 bool SplitHostPort(const std::string& Address, std::string& OutHost, int& OutPort)
