@@ -268,6 +268,23 @@ TEST_F(FHttpTransportTest, SessionRules)
 	EXPECT_EQ(StatusOf(Client->Delete("/mcp")), 400);
 }
 
+TEST_F(FHttpTransportTest, SessionsBeyondTheBoundEndTheLongestIdle)
+{
+	FHttpOptions Options;
+	Options.MaxSessions = 3;
+	StartTransport(Options);
+	const std::string A = OpenSession();
+	const std::string B = OpenSession();
+	const std::string C = OpenSession();
+	EXPECT_EQ(StatusOf(Post(Rpc(1, "ping"), {{"Mcp-Session-Id", A}})), 200) << "A is now the most recently used";
+	const std::string D = OpenSession();
+	EXPECT_EQ(StatusOf(Post(Rpc(2, "ping"), {{"Mcp-Session-Id", B}})), 404) << "B idled longest";
+	for (const std::string& Live : {A, C, D})
+	{
+		EXPECT_EQ(StatusOf(Post(Rpc(3, "ping"), {{"Mcp-Session-Id", Live}})), 200);
+	}
+}
+
 TEST_F(FHttpTransportTest, ForeignOriginsAndHostsAreForbidden)
 {
 	StartTransport();

@@ -251,7 +251,9 @@ struct FHttpSession
 {
 	std::string ProtocolVersion;
 	std::chrono::steady_clock::time_point Created;
+	std::chrono::steady_clock::time_point LastUsed;
 };
+
 
 /** Where blocked workers wait for their replies. Shared with the reply callbacks, which may run after the
  *  transport is gone. */
@@ -419,6 +421,7 @@ struct FHttpTransport::FImpl
 			Refuse(Res, 404, Id, SessionNotFoundCode, "Session not found: it has ended or never existed; initialize again");
 			return false;
 		}
+		Found->second.LastUsed = std::chrono::steady_clock::now();
 		OutContext.SessionId = SessionId;
 		OutContext.ProtocolVersion = Found->second.ProtocolVersion;
 		return true;
@@ -525,9 +528,23 @@ struct FHttpTransport::FImpl
 			const auto Version = Result->find("protocolVersion");
 			if (Version != Result->end() && Version->is_string())
 			{
+				std::string Evicted;
 				{
 					std::lock_guard Lock(SessionsMutex);
-					Sessions[Context.SessionId] = FHttpSession{Version->get<std::string>(), std::chrono::steady_clock::now()};
+					const auto Now = std::chrono::steady_clock::now();
+					Sessions[Context.SessionId] = FHttpSession{Version->get<std::string>(), Now, Now};
+					if (Sessions.size() > std::max<size_t>(1, Options.MaxSessions))
+					{
+						const auto Oldest = std::min_element(Sessions.begin(), Sessions.end(),
+							[](const auto& A, const auto& B) { return A.second.LastUsed < B.second.LastUsed; });
+						Evicted = Oldest->first;
+						Sessions.erase(Oldest);
+					}
+				}
+				if (!Evicted.empty())
+				{
+					Server.DetachSession(Evicted);
+					TW_LOG(LogTarnwick, Log, "http: session %s ended to make room (more than %zu open)", Evicted.c_str(), Options.MaxSessions);
 				}
 				Res.set_header("Mcp-Session-Id", Context.SessionId);
 				TW_LOG(LogTarnwick, Log, "http: session %s opened (protocol %s)", Context.SessionId.c_str(), Version->get_ref<const std::string&>().c_str());

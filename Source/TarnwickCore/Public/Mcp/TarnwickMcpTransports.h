@@ -36,6 +36,9 @@ struct FHttpOptions
 	/** When non-empty, every request needs "Authorization: Bearer <Token>". */
 	std::string Token;
 	size_t MaxBodyBytes = MaxMessageBytes;
+	/** Clients that initialize and never DELETE would otherwise grow the table without end; past this many
+	 *  sessions the one idle longest is ended (its next request answers 404 and its client initializes again). */
+	size_t MaxSessions = 1024;
 };
 
 /** The checks the HTTP endpoint applies to each request's headers before it looks at the body. Pure functions,
