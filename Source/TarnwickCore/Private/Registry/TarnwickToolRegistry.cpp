@@ -22,15 +22,9 @@ bool FTarnwickToolRegistry::IsValidToolName(const std::string& ToolName)
 }
 
 bool FTarnwickToolRegistry::RegisterAction(const std::string& Namespace, const std::string& Action,
-	const std::string& Description, FTarnwickActionHandler Handler, FJsonPtr ParamSchema, const std::string& /*Reserved*/)
+	const std::string& Description, FTarnwickActionHandler Handler, FJsonPtr ParamSchema, const std::string& Reserved)
 {
-	FTarnwickActionInfo Info;
-	Info.Namespace = Namespace;
-	Info.Action = Action;
-	Info.Description = Description;
-	Info.Handler = std::move(Handler);
-	Info.ParamSchema = ParamSchema ? std::move(ParamSchema) : MakeJsonObject();
-	return AddAction(std::move(Info));
+	return RegisterAction(Namespace, Action, Description, std::move(Handler), std::move(ParamSchema), Reserved, nullptr, std::string());
 }
 
 bool FTarnwickToolRegistry::RegisterAction(const std::string& Namespace, const std::string& Action,
