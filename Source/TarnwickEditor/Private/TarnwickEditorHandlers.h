@@ -32,4 +32,6 @@ namespace Tarnwick::Editor
 {
 /** The five log actions; Capture may be null (the actions then answer their empty forms). */
 void AddLogHandlers(FTarnwickHandlerTable& Table, FTarnwickLogCapture* Capture);
+void AddPieHandlers(FTarnwickHandlerTable& Table);
+void AddViewportHandlers(FTarnwickHandlerTable& Table);
 }
