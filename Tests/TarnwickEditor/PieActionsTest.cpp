@@ -204,9 +204,8 @@ TEST_F(PieActionsTest, StepRunsExactlyTheClampedNumberOfCoreTicksThenPausesAgain
 		EXPECT_EQ(FramesUntilPaused(World, 200), Stepped);
 		EXPECT_FALSE(IsPieStepPending());
 		EXPECT_EQ(FTSTicker::GetCoreTicker().Num(), 0u) << "the step ticker removed itself";
-		// The simulated frame ticks the core ticker before the worlds, so the world runs during the first N-1
-		// step ticks; the frame whose tick re-pauses it does not advance it.
-		const double Expected = (Stepped - 1) * Host->GetOptions().FixedDeltaSeconds;
+		// The core ticker runs after the worlds in each frame, so N step ticks let exactly N frames play.
+		const double Expected = Stepped * Host->GetOptions().FixedDeltaSeconds;
 		EXPECT_NEAR(World->GetTimeSeconds() - Before, Expected, 1e-9);
 		Host->StepFrames(3);
 		EXPECT_NEAR(World->GetTimeSeconds() - Before, Expected, 1e-9) << "stays paused";

@@ -44,6 +44,8 @@ FTarnwickHandlerTable BuildHandlerTable(FTarnwickLogCapture* Capture)
 {
 	FTarnwickHandlerTable Table;
 	Tarnwick::Editor::AddLogHandlers(Table, Capture);
+	Tarnwick::Editor::AddPieHandlers(Table);
+	Tarnwick::Editor::AddViewportHandlers(Table);
 	return Table;
 }
 }

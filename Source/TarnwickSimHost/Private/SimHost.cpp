@@ -254,8 +254,10 @@ void FSimHost::StepFrame()
 	else
 	{
 		FGameThreadTaskQueue::Get().RunPending();
-		FTSTicker::GetCoreTicker().Tick(static_cast<float>(Delta));
 		Editor->Tick(Delta);
+		// As in the engine loop, the core ticker runs after the worlds have ticked: a ticker sees this frame's
+		// state, and a step that unpauses the game and re-pauses it N ticks later lets exactly N frames play.
+		FTSTicker::GetCoreTicker().Tick(static_cast<float>(Delta));
 		Editor->DrawViewports(Frame);
 		Quiescence->Tick();
 	}

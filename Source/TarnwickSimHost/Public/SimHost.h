@@ -3,8 +3,8 @@
 // the frame loop. The executable creates one and runs it until asked to stop; tests create one on the
 // virtual clock and step frames. Only one may exist at a time in a process.
 //
-// Each frame, on the game thread: queued game-thread tasks (MCP calls), the core ticker, the editor (PIE end
-// and start requests, PIE loading, the worlds' ticks), the viewports, the quiescence countdown, a flush of the
+// Each frame, on the game thread: queued game-thread tasks (MCP calls), the editor (PIE end
+// and start requests, PIE loading, the worlds' ticks), the core ticker, the viewports, the quiescence countdown, a flush of the
 // render thread when it has work, and the release of destroyed objects. In real-time mode frames are paced at
 // the target rate and tasks run as soon as they arrive between frames; in virtual mode frames run back to back
 // with a fixed delta, and the clock advances by exactly that delta per frame.
