@@ -9,7 +9,9 @@
 // of load from elsewhere on the machine falls on both rather than on one.
 //
 //   node Benchmarks/mcp-bench.mjs [--tarnwick PATH] [--calls 2000] [--warmup 200] [--startups 10] [--rounds 4]
-//                                 [--transports stdio,http] [--json OUT] [--check]
+//                                 [--idle-ms 1000] [--transports stdio,http] [--json OUT] [--check]
+// Server CPU per call counts everything the server process did while the calls ran, its idle frame loop
+// included; the idle rate is measured on its own beforehand (--idle-ms) and reported beside it.
 // With --check it exits 1 when a target below is missed (2 on a failure to run at all).
 import { execFileSync, spawn } from 'node:child_process';
 import fs from 'node:fs';
@@ -37,6 +39,7 @@ function parseArgs(argv) {
 		warmup: 200,
 		startups: 10,
 		rounds: 4,
+		idleMs: 1000,
 		transports: ['stdio', 'http'],
 		json: path.join(RepoRoot, 'build', 'bench-results', 'mcp-bench.json'),
 		check: false,
@@ -52,6 +55,7 @@ function parseArgs(argv) {
 		else if (arg === '--warmup') options.warmup = Number(next());
 		else if (arg === '--startups') options.startups = Number(next());
 		else if (arg === '--rounds') options.rounds = Number(next());
+		else if (arg === '--idle-ms') options.idleMs = Number(next());
 		else if (arg === '--transports') options.transports = next().split(',').filter(Boolean);
 		else if (arg === '--json') options.json = path.resolve(next());
 		else if (arg === '--check') options.check = true;
@@ -280,6 +284,15 @@ async function measureCalls(sdk, transportName, commands, options) {
 		for (const name of ['tarnwick', 'baseline']) {
 			for (let i = 0; i < options.warmup; ++i) await sessions[name].call();
 		}
+		// What each server burns doing nothing (the editor's frame loop, timers), to tell it from the calls' cost.
+		const idleStart = performance.now();
+		const idleBefore = Object.fromEntries(Object.entries(sessions).map(([name, session]) => [name, readCpu(session.pid)]));
+		await sleep(options.idleMs);
+		const idleSeconds = (performance.now() - idleStart) / 1000;
+		const idleCpuPerSecond = {};
+		for (const [name, session] of Object.entries(sessions)) {
+			idleCpuPerSecond[name] = cpuDelta(idleBefore[name], readCpu(session.pid)).seconds / idleSeconds;
+		}
 		const totals = {};
 		for (const name of ['tarnwick', 'baseline']) {
 			totals[name] = { calls: 0, wallSeconds: 0, cpuSeconds: 0, tickSeconds: 0, clientCpuSeconds: 0, sources: new Set(), latencies: [] };
@@ -319,6 +332,8 @@ async function measureCalls(sdk, transportName, commands, options) {
 				callsPerSecond: t.calls / t.wallSeconds,
 				serverCpuMicrosPerCall: (t.cpuSeconds / t.calls) * 1e6,
 				serverCpuMicrosPerCallFromTicks: (t.tickSeconds / t.calls) * 1e6,
+				idleCpuMillisPerSecond: idleCpuPerSecond[name] * 1e3,
+				serverCpuMicrosPerCallNetOfIdle: ((t.cpuSeconds - idleCpuPerSecond[name] * t.wallSeconds) / t.calls) * 1e6,
 				cpuSource: [...t.sources].join('+'),
 				clientCpuMicrosPerCall: (t.clientCpuSeconds / t.calls) * 1e6,
 				latencyMicros: { p50: percentile(t.latencies, 50), p90: percentile(t.latencies, 90), p99: percentile(t.latencies, 99) },
@@ -335,7 +350,7 @@ function fmt(value, digits = 1) {
 }
 
 function printTable(results) {
-	const header = ['transport', 'server', 'start-up ms (median)', 'calls/s', 'server CPU µs/call', 'client CPU µs/call', 'latency p50 µs', 'p99 µs'];
+	const header = ['transport', 'server', 'start-up ms (median)', 'calls/s', 'server CPU µs/call', 'idle CPU ms/s', 'client CPU µs/call', 'latency p50 µs', 'p99 µs'];
 	const rows = [header];
 	for (const [transportName, r] of Object.entries(results.transports)) {
 		for (const name of ['tarnwick', 'baseline']) {
@@ -346,6 +361,7 @@ function printTable(results) {
 				fmt(r.startupMs[name].median),
 				fmt(c.callsPerSecond, 0),
 				fmt(c.serverCpuMicrosPerCall),
+				fmt(c.idleCpuMillisPerSecond, 2),
 				fmt(c.clientCpuMicrosPerCall),
 				fmt(c.latencyMicros.p50, 0),
 				fmt(c.latencyMicros.p99, 0),
