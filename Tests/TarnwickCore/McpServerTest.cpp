@@ -132,6 +132,17 @@ TEST_F(McpServerTest, ToolCallRunsOnTheGameThreadWithTheSessionId)
 	EXPECT_TRUE(Calls[0].bSuccess);
 }
 
+TEST_F(McpServerTest, OnTheGameThreadARequestIsAnsweredBeforeHandleRequestReturns)
+{
+	FServer Server({});
+	std::optional<FJson> Reply;
+	Server.HandleRequest(Request(1, "tools/call", FJson{{"name", "editor_get_recent_logs"}}), FSessionContext{"s", ""},
+		[&](FJson R) { Reply = std::move(R); });
+	ASSERT_TRUE(Reply);
+	EXPECT_TRUE(bRanOnGameThread);
+	EXPECT_EQ(FGameThreadTaskQueue::Get().NumPending(), 0u);
+}
+
 TEST_F(McpServerTest, DottedNameAndErrorResults)
 {
 	FServer Server({});
@@ -260,8 +271,11 @@ TEST_F(McpServerTest, CancelledRequestDoesNotRun)
 {
 	FServer Server({});
 	std::optional<FJson> Reply;
-	Server.HandleRequest(Request(9, "tools/call", FJson{{"name", "editor_get_recent_logs"}}), FSessionContext{"s", ""},
-		[&](FJson R) { Reply = std::move(R); });
+	// From a transport thread the request waits for the game thread, which gives a cancellation time to land.
+	std::thread([&] {
+		Server.HandleRequest(Request(9, "tools/call", FJson{{"name", "editor_get_recent_logs"}}), FSessionContext{"s", ""},
+			[&](FJson R) { Reply = std::move(R); });
+	}).join();
 	Server.HandleNotification(FJson{{"jsonrpc", "2.0"}, {"method", "notifications/cancelled"}, {"params", {{"requestId", 9}}}},
 		FSessionContext{"s", ""});
 	FGameThreadTaskQueue::Get().RunPending();

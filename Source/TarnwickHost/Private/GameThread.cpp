@@ -26,33 +26,28 @@ FGameThreadTaskQueue::~FGameThreadTaskQueue()
 
 void FGameThreadTaskQueue::Post(FTask Task)
 {
-	bool bSignal = false;
-	{
-		std::lock_guard Lock(Mutex);
-		Tasks.push_back(std::move(Task));
-		// One write wakes the sleeper; later posts before it drains need none.
-		bSignal = !bSignalled;
-		bSignalled = true;
-	}
-	if (bSignal && EventFd >= 0)
+	std::lock_guard Lock(Mutex);
+	Tasks.push_back(std::move(Task));
+	// One write wakes the sleeper; later posts before it drains need none. Writing under the lock keeps the
+	// eventfd's count and bSignalled in step, so RunPending can drain it exactly.
+	if (!bSignalled && EventFd >= 0)
 	{
 		const uint64_t One = 1;
 		[[maybe_unused]] const ssize_t N = ::write(EventFd, &One, sizeof(One));
 	}
+	bSignalled = true;
 }
 
 void FGameThreadTaskQueue::Wake()
 {
-	{
-		std::lock_guard Lock(Mutex);
-		bWake = true;
-		bSignalled = true;
-	}
-	if (EventFd >= 0)
+	std::lock_guard Lock(Mutex);
+	bWake = true;
+	if (!bSignalled && EventFd >= 0)
 	{
 		const uint64_t One = 1;
 		[[maybe_unused]] const ssize_t N = ::write(EventFd, &One, sizeof(One));
 	}
+	bSignalled = true;
 }
 
 void FGameThreadTaskQueue::DrainEventFd()
@@ -69,8 +64,6 @@ void FGameThreadTaskQueue::Poll(double TimeoutSeconds)
 	std::vector<uint64> Ids;
 	{
 		std::lock_guard Lock(Mutex);
-		// From here on every Post writes the eventfd again, so none can slip in unseen while we sleep.
-		if (Tasks.empty()) bSignalled = false;
 		Fds.reserve(Watches.size() + 1);
 		Fds.push_back(pollfd{EventFd, POLLIN, 0});
 		for (const FWatch& W : Watches)
@@ -159,22 +152,25 @@ size_t FGameThreadTaskQueue::RunPending()
 		++Ran;
 	}
 
-	std::deque<FTask> Batch;
-	{
+	const auto TakeTasks = [this](std::deque<FTask>& Into) {
 		std::lock_guard Lock(Mutex);
-		Batch.swap(Tasks);
-	}
+		Into.swap(Tasks);
+		// The tasks are taken: a pending wake-up for them would only make the next wait return at once.
+		if (bSignalled && !bWake)
+		{
+			DrainEventFd();
+			bSignalled = false;
+		}
+	};
+	std::deque<FTask> Batch;
+	TakeTasks(Batch);
 	while (!Batch.empty())
 	{
 		FTask Task = std::move(Batch.front());
 		Batch.pop_front();
 		Task();
 		++Ran;
-		if (Batch.empty())
-		{
-			std::lock_guard Lock(Mutex);
-			Batch.swap(Tasks);
-		}
+		if (Batch.empty()) TakeTasks(Batch);
 	}
 	return Ran;
 }

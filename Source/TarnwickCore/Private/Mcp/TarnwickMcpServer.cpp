@@ -484,7 +484,7 @@ void FServer::HandleRequest(const FJson& Request, const FSessionContext& Session
 		return;
 	}
 	const FPendingKey Key{Session.SessionId, Id.dump()};
-	FGameThreadTaskQueue::Get().Post([this, Id, Method, Params, Session, Key, Reply = std::move(Reply)]() {
+	auto Task = [this, Id, Method, Params, Session, Key, Reply = std::move(Reply)]() {
 		{
 			std::lock_guard Lock(Impl->Mutex);
 			if (Impl->Cancelled.erase(Key))
@@ -594,7 +594,17 @@ void FServer::HandleRequest(const FJson& Request, const FSessionContext& Session
 			if (Values.size() > 100) Values.erase(Values.begin() + 100, Values.end());
 			Reply(MakeResultResponse(Id, FJson{{"completion", FJson{{"values", std::move(Values)}, {"total", Total}, {"hasMore", Total > 100}}}}));
 		}
-	});
+	};
+	// A transport that reads on the game thread gets its answer at once; the others hand the request over.
+	FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
+	if (Queue.IsInGameThread())
+	{
+		Task();
+	}
+	else
+	{
+		Queue.Post(std::move(Task));
+	}
 }
 
 void FServer::HandleNotification(const FJson& Notification, const FSessionContext& Session)
