@@ -1,5 +1,5 @@
-// The stdio transport over real pipes: line framing, pipelined replies, refusals, end of input and a client
-// that goes away. The game thread is pumped by hand so a test decides when game-thread requests complete.
+// The stdio transport over real pipes: line framing, refusals, end of input and a client that goes away. The
+// input is read on the game thread, which the test thread is: reading a reply pumps it.
 #include "GameThread.h"
 #include "Mcp/TarnwickMcpServer.h"
 #include "Mcp/TarnwickMcpTransports.h"
@@ -76,9 +76,11 @@ protected:
 		}
 	}
 
-	/** The next line the server wrote, without its newline; nullopt when the output ended or nothing came. */
+	/** The next line the server wrote, without its newline, pumping the game thread meanwhile; nullopt when the
+	 *  output ended or nothing came. */
 	std::optional<std::string> ReadLine()
 	{
+		const auto Deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(SafetyTimeoutMs);
 		while (true)
 		{
 			if (const size_t End = Pending.find('\n'); End != std::string::npos)
@@ -87,10 +89,12 @@ protected:
 				Pending.erase(0, End + 1);
 				return Line;
 			}
+			FGameThreadTaskQueue::Get().RunPending();
 			pollfd In{FromServer[0], POLLIN, 0};
-			if (::poll(&In, 1, SafetyTimeoutMs) <= 0)
+			if (::poll(&In, 1, 2) <= 0)
 			{
-				return std::nullopt;
+				if (std::chrono::steady_clock::now() > Deadline) return std::nullopt;
+				continue;
 			}
 			char Buffer[65536];
 			const ssize_t Got = ::read(FromServer[0], Buffer, sizeof(Buffer));
@@ -146,19 +150,17 @@ TEST_F(FStdioTransportTest, SessionIdIsStableRandomVisibleAscii)
 	EXPECT_NE(Other.GetSessionId(), Transport->GetSessionId());
 }
 
-TEST_F(FStdioTransportTest, RepliesAreWrittenAsTheyCompleteNotInRequestOrder)
+TEST_F(FStdioTransportTest, RequestsAreReadAndAnsweredOnTheGameThreadInOrder)
 {
-	// tools/list waits for the game thread, which is not pumped yet; ping is answered at once.
 	Send(Request(1, "tools/list") + Request(2, "ping"));
+	EXPECT_TRUE(OutputIsEmpty()) << "nothing is read until the game thread runs";
 	const FJson First = ReadMessage();
-	EXPECT_EQ(First["id"], 2);
-	EXPECT_EQ(First["result"], FJson::object());
-	EXPECT_TRUE(OutputIsEmpty());
-
-	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(First["id"], 1);
+	EXPECT_TRUE(First["result"].contains("tools"));
 	const FJson Second = ReadMessage();
-	EXPECT_EQ(Second["id"], 1);
-	EXPECT_TRUE(Second["result"].contains("tools"));
+	EXPECT_EQ(Second["id"], 2);
+	EXPECT_EQ(Second["result"], FJson::object());
+	EXPECT_EQ(FGameThreadTaskQueue::Get().NumPending(), 0u) << "answered where they were read, with no hand-over";
 }
 
 TEST_F(FStdioTransportTest, InvalidLinesAreAnsweredAndOthersNeedNoAnswer)
@@ -216,18 +218,17 @@ TEST_F(FStdioTransportTest, LineOfExactlyTheLimitIsStillParsed)
 	EXPECT_TRUE(Ping.contains("result"));
 }
 
-TEST_F(FStdioTransportTest, EndOfInputWaitsForPendingRepliesThenFinishes)
+TEST_F(FStdioTransportTest, EndOfInputAnswersTheLastLineThenFinishes)
 {
 	Send(Request(1, "tools/list"));
 	// The last message may come without its newline.
 	Send(R"({"jsonrpc":"2.0","id":2,"method":"ping"})");
 	CloseInput();
-	EXPECT_EQ(ReadMessage()["id"], 2);
-	// tools/list is still queued for the game thread, so the transport cannot be done.
-	EXPECT_FALSE(Transport->IsFinished());
-
+	EXPECT_FALSE(Transport->IsFinished()) << "not before the input was read";
 	ASSERT_TRUE(WaitFinished());
 	EXPECT_EQ(ReadMessage()["id"], 1);
+	EXPECT_EQ(ReadMessage()["id"], 2);
+	EXPECT_EQ(FGameThreadTaskQueue::Get().NumFdWatches(), 0u) << "the input is no longer watched";
 }
 
 TEST_F(FStdioTransportTest, ClientThatStopsReadingEndsTheTransportWithoutASignal)
@@ -239,15 +240,16 @@ TEST_F(FStdioTransportTest, ClientThatStopsReadingEndsTheTransportWithoutASignal
 	ASSERT_TRUE(WaitFinished());
 }
 
-TEST_F(FStdioTransportTest, DestroyingWithInputOpenAndARequestPendingDoesNotHang)
+TEST_F(FStdioTransportTest, DestroyingWithInputOpenAndUnreadRequestsDoesNotHang)
 {
-	Send(Request(1, "tools/list"));
-	Send(Request(2, "ping"));
-	EXPECT_EQ(ReadMessage()["id"], 2);
+	Send(Request(1, "ping"));
+	EXPECT_EQ(ReadMessage()["id"], 1);
+	Send(Request(2, "tools/list"));
 	Transport.reset();
-	// The late reply finds the transport gone and writes nothing.
+	// The unread request stays unread: the input is no longer watched and nothing more is written.
 	FGameThreadTaskQueue::Get().RunPending();
 	EXPECT_TRUE(OutputIsEmpty());
+	EXPECT_EQ(FGameThreadTaskQueue::Get().NumFdWatches(), 0u);
 }
 
 TEST_F(FStdioTransportTest, LogLinesReachTheClientAsNotificationsAfterSetLevel)

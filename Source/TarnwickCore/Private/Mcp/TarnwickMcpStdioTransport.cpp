@@ -1,17 +1,17 @@
-// One client on a pair of fds. The reader thread parses lines and hands requests to the server without waiting
-// for their answers, so a slow call does not hold up the next line; replies are written by whichever thread
-// finishes them, one whole line at a time under the write lock.
+// One client on a pair of fds. The input is watched from the game thread's own poll, so a request that arrives
+// wakes exactly one thread, which reads it, runs it and writes the answer: no hand-over between threads on the
+// way. Replies that finish elsewhere (and log notifications, from any thread) are written one whole line at a
+// time under the write lock.
 #include "Mcp/TarnwickMcpTransports.h"
+#include "GameThread.h"
 #include "Mcp/TarnwickMcpTransportUtils.h"
 #include "Printf.h"
 #include "TarnwickLog.h"
 
 #include <cerrno>
 #include <condition_variable>
-#include <fcntl.h>
 #include <mutex>
 #include <poll.h>
-#include <thread>
 #include <unistd.h>
 
 namespace Tarnwick::Mcp
@@ -25,8 +25,6 @@ constexpr size_t ReadChunkBytes = 64 * 1024;
 struct FStdioChannel
 {
 	int OutFd = 1;
-	/** The reader's wake-up pipe, so a broken output ends the reading too; -1 once the transport is gone. */
-	int WakeFd = -1;
 	std::mutex WriteMutex;
 	/** Set when the transport is destroyed (the fd may be reused) or the reader of OutFd went away. */
 	bool bClosed = false;
@@ -52,13 +50,6 @@ struct FStdioChannel
 		{
 			bClosed = true;
 			MarkBroken();
-			if (WakeFd >= 0)
-			{
-				const char Byte = 1;
-				while (::write(WakeFd, &Byte, 1) < 0 && errno == EINTR)
-				{
-				}
-			}
 			return false;
 		}
 		return true;
@@ -112,11 +103,10 @@ struct FStdioTransport::FImpl
 	std::string SessionId;
 	std::shared_ptr<FStdioChannel> Channel = std::make_shared<FStdioChannel>();
 
-	std::thread Reader;
-	/** Written to by the destructor (and by a broken output) to end the reader's poll. */
-	int WakeFds[2] = {-1, -1};
-	std::atomic<bool> bStopping = false;
-	std::atomic<bool> bFinished = false;
+	uint64 WatchId = 0;
+	std::string Line;
+	bool bSkipping = false;
+	std::atomic<bool> bInputEnded = false;
 	bool bStarted = false;
 
 	FImpl(FServer& InServer, int InInFd, int OutFd)
@@ -131,17 +121,17 @@ struct FStdioTransport::FImpl
 		return FSessionContext{SessionId, Channel->ProtocolVersion};
 	}
 
-	void HandleLine(std::string_view Line)
+	void HandleLine(std::string_view Text)
 	{
-		if (!Line.empty() && Line.back() == '\r')
+		if (!Text.empty() && Text.back() == '\r')
 		{
-			Line.remove_suffix(1);
+			Text.remove_suffix(1);
 		}
-		if (Line.find_first_not_of(" \t") == std::string_view::npos)
+		if (Text.find_first_not_of(" \t") == std::string_view::npos)
 		{
 			return;
 		}
-		FIncomingMessage Incoming = FServer::Classify(Line);
+		FIncomingMessage Incoming = FServer::Classify(Text);
 		switch (Incoming.Kind)
 		{
 		case EMessageKind::Request:
@@ -181,144 +171,92 @@ struct FStdioTransport::FImpl
 			Printf("Message too large: the limit is %zu bytes", MaxMessageBytes)));
 	}
 
-	/** Waits for input or a wake-up; false when reading should stop. */
-	bool WaitReadable()
+	/** Splits what was read into lines; a line over the limit is refused at once and skipped as it streams past. */
+	void Consume(std::string_view Data)
 	{
-		while (true)
+		while (!Data.empty() && !Channel->bBroken)
 		{
-			pollfd Fds[2] = {{InFd, POLLIN, 0}, {WakeFds[0], POLLIN, 0}};
-			const int Ready = ::poll(Fds, 2, -1);
-			if (Ready < 0)
+			const size_t NewLine = Data.find('\n');
+			const std::string_view Piece = Data.substr(0, NewLine);
+			if (!bSkipping)
 			{
-				if (errno == EINTR)
+				if (Line.size() + Piece.size() > MaxMessageBytes)
 				{
-					continue;
+					RefuseOversizedLine();
+					bSkipping = true;
+					Line.clear();
+					Line.shrink_to_fit();
 				}
-				return false;
+				else
+				{
+					Line.append(Piece);
+				}
 			}
-			if (Fds[1].revents != 0 || bStopping || Channel->bBroken)
-			{
-				return false;
-			}
-			if (Fds[0].revents & POLLNVAL)
-			{
-				return false;
-			}
-			// POLLHUP still lets read() drain what is buffered and then report the end.
-			return true;
-		}
-	}
-
-	void ReadLoop()
-	{
-		std::string Line;
-		bool bSkipping = false;
-		char Chunk[ReadChunkBytes];
-		while (WaitReadable())
-		{
-			const ssize_t Got = ::read(InFd, Chunk, sizeof(Chunk));
-			if (Got < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK))
-			{
-				continue;
-			}
-			if (Got <= 0)
+			if (NewLine == std::string_view::npos)
 			{
 				break;
 			}
-			std::string_view Data(Chunk, static_cast<size_t>(Got));
-			while (!Data.empty())
+			if (!bSkipping)
 			{
-				const size_t NewLine = Data.find('\n');
-				const std::string_view Piece = Data.substr(0, NewLine);
-				if (!bSkipping)
-				{
-					if (Line.size() + Piece.size() > MaxMessageBytes)
-					{
-						// Refuse it now and drop the rest as it streams past, rather than holding it all.
-						RefuseOversizedLine();
-						bSkipping = true;
-						Line.clear();
-						Line.shrink_to_fit();
-					}
-					else
-					{
-						Line.append(Piece);
-					}
-				}
-				if (NewLine == std::string_view::npos)
-				{
-					break;
-				}
-				if (!bSkipping)
-				{
-					HandleLine(Line);
-				}
-				Line.clear();
-				bSkipping = false;
-				Data.remove_prefix(NewLine + 1);
+				HandleLine(Line);
 			}
-		}
-		// A last message without its newline still counts.
-		if (!bSkipping && !Line.empty() && !bStopping && !Channel->bBroken)
-		{
-			HandleLine(Line);
+			Line.clear();
+			bSkipping = false;
+			Data.remove_prefix(NewLine + 1);
 		}
 	}
 
-	void Run()
+	/** Game thread, when the input is readable (or has ended): one read never blocks after poll said so. */
+	void OnReadable()
 	{
-		ReadLoop();
+		if (bInputEnded) return;
+		char Chunk[ReadChunkBytes];
+		const ssize_t Got = Channel->bBroken ? 0 : ::read(InFd, Chunk, sizeof(Chunk));
+		if (Got < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK))
 		{
-			std::unique_lock Lock(Channel->StateMutex);
-			Channel->StateCv.wait(Lock, [this] {
-				return Channel->PendingReplies == 0 || Channel->bBroken || bStopping;
-			});
+			return;
 		}
-		TW_LOG(LogTarnwick, Log, "stdio: input ended; session %s finished", SessionId.c_str());
-		bFinished = true;
+		if (Got > 0)
+		{
+			Consume(std::string_view(Chunk, static_cast<size_t>(Got)));
+			if (!Channel->bBroken) return;
+		}
+		// A last message without its newline still counts.
+		if (!bSkipping && !Line.empty() && !Channel->bBroken)
+		{
+			HandleLine(Line);
+		}
+		Line.clear();
+		EndInput();
+	}
+
+	void EndInput()
+	{
+		if (bInputEnded.exchange(true)) return;
+		FGameThreadTaskQueue::Get().RemoveFdWatch(WatchId);
+		TW_LOG(LogTarnwick, Log, "stdio: input ended; session %s finishing", SessionId.c_str());
 	}
 };
 
 FStdioTransport::FStdioTransport(FServer& InServer, int InFd, int OutFd)
-	: Impl(std::make_unique<FImpl>(InServer, InFd, OutFd))
+	: Impl(std::make_shared<FImpl>(InServer, InFd, OutFd))
 {
 }
 
 FStdioTransport::~FStdioTransport()
 {
-	Impl->bStopping = true;
-	if (Impl->WakeFds[1] >= 0)
+	if (Impl->WatchId != 0)
 	{
-		const char Byte = 1;
-		while (::write(Impl->WakeFds[1], &Byte, 1) < 0 && errno == EINTR)
-		{
-		}
-	}
-	{
-		// Wakes the reader if it waits for replies; taking the lock orders this after its predicate check.
-		std::lock_guard Lock(Impl->Channel->StateMutex);
-	}
-	Impl->Channel->StateCv.notify_all();
-	if (Impl->Reader.joinable())
-	{
-		Impl->Reader.join();
+		FGameThreadTaskQueue::Get().RemoveFdWatch(Impl->WatchId);
 	}
 	{
 		std::lock_guard Lock(Impl->Channel->WriteMutex);
 		Impl->Channel->bClosed = true;
-		Impl->Channel->WakeFd = -1;
 	}
+	Impl->Channel->MarkBroken();
 	if (Impl->bStarted)
 	{
 		Impl->Server.DetachSession(Impl->SessionId);
-	}
-	for (int& Fd : Impl->WakeFds)
-	{
-		if (Fd >= 0)
-		{
-			::close(Fd);
-			Fd = -1;
-		}
 	}
 }
 
@@ -329,23 +267,18 @@ void FStdioTransport::Start()
 		return;
 	}
 	Impl->bStarted = true;
-	if (::pipe2(Impl->WakeFds, O_CLOEXEC) != 0)
-	{
-		Impl->WakeFds[0] = Impl->WakeFds[1] = -1;
-		TW_LOG(LogTarnwick, Warning, "stdio: no wake-up pipe (errno %d); shutdown waits for the input to end", errno);
-	}
-	{
-		std::lock_guard Lock(Impl->Channel->WriteMutex);
-		Impl->Channel->WakeFd = Impl->WakeFds[1];
-	}
 	std::shared_ptr<FStdioChannel> Out = Impl->Channel;
 	Impl->Server.AttachNotificationSink(Impl->SessionId, [Out](const FJson& Notification) { Out->WriteLine(Notification); });
-	Impl->Reader = std::thread([Self = Impl.get()] { Self->Run(); });
+	// The callback keeps the state alive: the transport may be destroyed on another thread while it runs.
+	Impl->WatchId = FGameThreadTaskQueue::Get().AddFdWatch(Impl->InFd, POLLIN, [State = Impl](short) { State->OnReadable(); });
 }
 
 bool FStdioTransport::IsFinished() const
 {
-	return Impl->bFinished;
+	if (Impl->Channel->bBroken) return true;
+	if (!Impl->bInputEnded) return false;
+	std::lock_guard Lock(Impl->Channel->StateMutex);
+	return Impl->Channel->PendingReplies == 0;
 }
 
 const std::string& FStdioTransport::GetSessionId() const

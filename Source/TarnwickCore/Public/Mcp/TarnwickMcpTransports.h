@@ -10,9 +10,10 @@
 
 namespace Tarnwick::Mcp
 {
-/** Reads requests from an input fd on its own thread, writes one response per line to an output fd.
- *  Nothing else may write to the output fd; logs go to stderr. Replies are written as they complete, so they
- *  may come out of request order. The fds stay the caller's; the server must outlive the transport. */
+/** Reads requests from an input fd, writes one response per line to an output fd. The input is watched from
+ *  the game thread's poll (FGameThreadTaskQueue), so requests are read and answered on the game thread inside
+ *  RunPending; a frame loop (or a test's pump) must be running. Nothing else may write to the output fd; logs
+ *  go to stderr. The fds stay the caller's; the server must outlive the transport. */
 class FStdioTransport
 {
 public:
@@ -20,13 +21,13 @@ public:
 	~FStdioTransport();
 
 	void Start();
-	/** True once the input has ended and every pending reply has been written. */
+	/** True once the input has ended and every pending reply has been written, or the output broke. */
 	bool IsFinished() const;
 	const std::string& GetSessionId() const;
 
 private:
 	struct FImpl;
-	std::unique_ptr<FImpl> Impl;
+	std::shared_ptr<FImpl> Impl;
 };
 
 struct FHttpOptions
