@@ -1,6 +1,8 @@
 // The Streamable HTTP transport: the header rules as tables, then every status code a real client can meet,
-// driven over loopback with httplib's client against a transport on a free port.
+// driven over loopback with httplib's client against a transport on a free port, served by a game thread that
+// loops as the frame loop does.
 #include "GameThread.h"
+#include "TarnwickToolRegistry.h"
 #include "Mcp/TarnwickMcpServer.h"
 #include "Mcp/TarnwickMcpTransports.h"
 
@@ -8,10 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <atomic>
 #include <future>
 #include <regex>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace Tarnwick::Mcp;
 
@@ -122,7 +128,7 @@ TEST(FHttpRulesTest, BearerToken)
 
 namespace
 {
-/** Runs queued game-thread work until stopped, as the frame loop does. */
+/** Runs queued game-thread work and watched descriptors until stopped, as the frame loop does. */
 class FGameThreadPump
 {
 public:
@@ -174,15 +180,85 @@ int StatusOf(const httplib::Result& Res)
 	return Res ? Res->status : -100 - static_cast<int>(Res.error());
 }
 
+/** A client that writes bytes exactly as given, to test framing that httplib's client never produces. */
+class FRawClient
+{
+public:
+	explicit FRawClient(int Port) : Fd(::socket(AF_INET, SOCK_STREAM, 0))
+	{
+		timeval Timeout{20, 0};
+		::setsockopt(Fd, SOL_SOCKET, SO_RCVTIMEO, &Timeout, sizeof(Timeout));
+		sockaddr_in Address{};
+		Address.sin_family = AF_INET;
+		Address.sin_port = htons(static_cast<uint16_t>(Port));
+		Address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+		bConnected = ::connect(Fd, reinterpret_cast<sockaddr*>(&Address), sizeof(Address)) == 0;
+	}
+	~FRawClient() { ::close(Fd); }
+
+	bool IsConnected() const { return bConnected; }
+	void Send(const std::string& Bytes) { EXPECT_EQ(::send(Fd, Bytes.data(), Bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(Bytes.size())); }
+	/** Everything until the server closes (or the 20 s guard runs out). */
+	std::string ReadToEnd()
+	{
+		std::string All;
+		char Buffer[4096];
+		ssize_t Count = 0;
+		while ((Count = ::recv(Fd, Buffer, sizeof(Buffer), 0)) > 0)
+		{
+			All.append(Buffer, static_cast<size_t>(Count));
+		}
+		return All;
+	}
+	/** Reads until Marker has been seen; what came so far. */
+	std::string ReadUntil(const std::string& Marker)
+	{
+		std::string All;
+		char Buffer[4096];
+		while (All.find(Marker) == std::string::npos)
+		{
+			const ssize_t Count = ::recv(Fd, Buffer, sizeof(Buffer), 0);
+			if (Count <= 0)
+			{
+				break;
+			}
+			All.append(Buffer, static_cast<size_t>(Count));
+		}
+		return All;
+	}
+
+private:
+	int Fd;
+	bool bConnected = false;
+};
+
+std::string RawPost(const std::string& Body, const std::string& ExtraHeaders = "")
+{
+	return "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n" + ExtraHeaders +
+		"Content-Length: " + std::to_string(Body.size()) + "\r\n\r\n" + Body;
+}
+
+size_t CountOf(const std::string& Text, const std::string& Part)
+{
+	size_t Count = 0;
+	for (size_t At = Text.find(Part); At != std::string::npos; At = Text.find(Part, At + 1))
+	{
+		++Count;
+	}
+	return Count;
+}
+
 class FHttpTransportTest : public ::testing::Test
 {
 protected:
 	FServer Server{FServerOptions{}};
+	std::unique_ptr<FGameThreadPump> Pump;
 	std::unique_ptr<FHttpTransport> Transport;
 	std::unique_ptr<httplib::Client> Client;
 
 	void StartTransport(FHttpOptions Options = {})
 	{
+		Pump = std::make_unique<FGameThreadPump>();
 		Options.Port = 0;
 		Transport = std::make_unique<FHttpTransport>(Server, Options);
 		std::string Error;
@@ -199,7 +275,9 @@ protected:
 		{
 			Transport->Stop();
 		}
+		Pump.reset();
 		FGameThreadTaskQueue::Get().RunPending();
+		EXPECT_EQ(FGameThreadTaskQueue::Get().NumFdWatches(), 0u) << "Stop removes every watch";
 	}
 
 	httplib::Result Post(const std::string& Body, httplib::Headers Headers = {})
@@ -224,7 +302,6 @@ protected:
 
 TEST_F(FHttpTransportTest, InitializeIssuesASessionThatLaterRequestsUse)
 {
-	FGameThreadPump Pump;
 	StartTransport();
 	httplib::Result Init = Post(InitializeBody());
 	ASSERT_EQ(StatusOf(Init), 200);
@@ -383,7 +460,6 @@ TEST_F(FHttpTransportTest, ChunkedBodyOverTheLimitIsRefusedToo)
 
 TEST_F(FHttpTransportTest, ConcurrentRequestsAreAnsweredIndependently)
 {
-	FGameThreadPump Pump;
 	StartTransport();
 	const std::string Session = OpenSession();
 	const int Port = Transport->GetPort();
@@ -402,7 +478,80 @@ TEST_F(FHttpTransportTest, ConcurrentRequestsAreAnsweredIndependently)
 	}
 }
 
-TEST_F(FHttpTransportTest, TakenPortIsReportedAndStopReleasesBlockedWorkers)
+TEST_F(FHttpTransportTest, PipelinedRequestsAreAnsweredInOrderAndCloseEndsTheConnection)
+{
+	StartTransport();
+	const std::string Session = OpenSession();
+	FRawClient Raw(Transport->GetPort());
+	ASSERT_TRUE(Raw.IsConnected());
+	const std::string InSession = "Mcp-Session-Id: " + Session + "\r\n";
+	// One write holding three requests; the last one asks to close, and what follows it is never answered.
+	Raw.Send(RawPost(Rpc(1, "tools/list"), InSession) + RawPost(Rpc(2, "ping"), InSession) +
+		RawPost(Rpc(3, "ping"), InSession + "Connection: close\r\n") + RawPost(Rpc(4, "ping"), InSession));
+	const std::string Answers = Raw.ReadToEnd();
+	EXPECT_EQ(CountOf(Answers, "HTTP/1.1 200 OK\r\n"), 3u) << Answers;
+	const size_t First = Answers.find("\"id\":1");
+	const size_t Second = Answers.find("\"id\":2");
+	const size_t Third = Answers.find("\"id\":3");
+	ASSERT_NE(Third, std::string::npos) << Answers;
+	EXPECT_LT(First, Second);
+	EXPECT_LT(Second, Third);
+	EXPECT_EQ(Answers.find("\"id\":4"), std::string::npos);
+	EXPECT_NE(Answers.find("Connection: close\r\n"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, MalformedHttpIsRefusedAndTheConnectionEnds)
+{
+	StartTransport();
+	struct FCase
+	{
+		std::string Bytes;
+		const char* StatusLine;
+	};
+	const FCase Cases[] = {
+		{"POST /mcp HTTP/1.1\r\nContent-Length: nope\r\n\r\n", "HTTP/1.1 400 Bad Request\r\n"},
+		{"GET /mcp HTTP/3.0\r\n\r\n", "HTTP/1.1 505 HTTP Version Not Supported\r\n"},
+		{"POST /mcp HTTP/1.1\r\nX: " + std::string(70 * 1024, 'a') + "\r\n\r\n", "HTTP/1.1 431 Request Header Fields Too Large\r\n"},
+	};
+	for (const FCase& Case : Cases)
+	{
+		FRawClient Raw(Transport->GetPort());
+		Raw.Send(Case.Bytes);
+		const std::string Answer = Raw.ReadToEnd();
+		EXPECT_EQ(Answer.rfind(Case.StatusLine, 0), 0u) << Answer.substr(0, 200);
+		EXPECT_NE(Answer.find("\"code\":-32000"), std::string::npos) << Answer.substr(0, 200);
+	}
+	// HTTP/1.0 closes after its answer unless it asks to keep the connection.
+	FRawClient Old(Transport->GetPort());
+	Old.Send("POST /other HTTP/1.0\r\n\r\n");
+	EXPECT_EQ(Old.ReadToEnd().rfind("HTTP/1.1 404 Not Found\r\n", 0), 0u);
+}
+
+TEST_F(FHttpTransportTest, AStalledClientDoesNotHoldUpOthers)
+{
+	StartTransport();
+	FRawClient Stalled(Transport->GetPort());
+	Stalled.Send("POST /mcp HTTP/1.1\r\nContent-Length: 100\r\n\r\n{\"jsonrpc\"");
+	const std::string Session = OpenSession();
+	EXPECT_EQ(StatusOf(Post(Rpc(2, "ping"), {{"Mcp-Session-Id", Session}})), 200);
+}
+
+TEST_F(FHttpTransportTest, IdleConnectionsAreClosed)
+{
+	FHttpOptions Options;
+	Options.KeepAliveSeconds = 0.0;
+	StartTransport(Options);
+	FRawClient Idle(Transport->GetPort());
+	Idle.Send(RawPost(InitializeBody()));
+	ASSERT_NE(Idle.ReadUntil("}}").find("HTTP/1.1 200 OK"), std::string::npos);
+	// The next connection accepted looks for idle ones; the answered one has no request in progress.
+	FRawClient Next(Transport->GetPort());
+	Next.Send(RawPost(InitializeBody()));
+	EXPECT_EQ(Idle.ReadToEnd(), "");
+	EXPECT_NE(Next.ReadUntil("}}").find("HTTP/1.1 200 OK"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, TakenPortIsReportedAndStopAnswersRequestsInProgress)
 {
 	StartTransport();
 	FHttpOptions Same;
@@ -410,20 +559,30 @@ TEST_F(FHttpTransportTest, TakenPortIsReportedAndStopReleasesBlockedWorkers)
 	FHttpTransport Second(Server, Same);
 	std::string Error;
 	EXPECT_FALSE(Second.Start(Error));
-	EXPECT_NE(Error.find("127.0.0.1:" + std::to_string(Same.Port)), std::string::npos) << Error;
+	EXPECT_NE(Error.find("cannot listen on 127.0.0.1:" + std::to_string(Same.Port) + ": "), std::string::npos) << Error;
 
-	// No game thread runs, so tools/list blocks its worker until Stop answers it.
+	// A tool that stops the transport while its own call is in progress: that call is answered 503, an idle
+	// keep-alive connection is closed, and the port is free again at once.
+	ASSERT_TRUE(FTarnwickToolRegistry::Get().RegisterAction("test", "stop_transport", "Stops the HTTP transport.",
+		[this](const FJsonPtr&) {
+			Transport->Stop();
+			return FTarnwickActionResult::Success(FJson::object());
+		},
+		nullptr, ""));
 	const std::string Session = OpenSession();
-	const size_t QueuedBefore = FGameThreadTaskQueue::Get().NumPending();
-	std::future<int> Blocked = std::async(std::launch::async, [this, &Session] {
-		return StatusOf(Post(Rpc(2, "tools/list"), {{"Mcp-Session-Id", Session}}));
-	});
-	const auto Deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-	while (FGameThreadTaskQueue::Get().NumPending() == QueuedBefore && std::chrono::steady_clock::now() < Deadline)
-	{
-		std::this_thread::yield();
-	}
-	ASSERT_GT(FGameThreadTaskQueue::Get().NumPending(), QueuedBefore);
+	FRawClient Idle(Transport->GetPort());
+	Idle.Send(RawPost(Rpc(1, "ping"), "Mcp-Session-Id: " + Session + "\r\n"));
+	ASSERT_NE(Idle.ReadUntil("}").find("HTTP/1.1 200 OK"), std::string::npos);
+
+	httplib::Result Stopped = Post(Rpc(7, "tools/call", FJson{{"name", "test_stop_transport"}, {"arguments", FJson::object()}}), {{"Mcp-Session-Id", Session}});
+	EXPECT_EQ(StatusOf(Stopped), 503);
+	EXPECT_EQ(BodyOf(Stopped)["id"], 7);
+	EXPECT_EQ(Idle.ReadToEnd(), "");
+	FTarnwickToolRegistry::Get().UnregisterNamespace("test");
+
+	FHttpTransport Again(Server, Same);
+	EXPECT_TRUE(Again.Start(Error)) << Error;
+	Again.Stop();
+	// Stopping twice, from another thread than the one that served, is harmless.
 	Transport->Stop();
-	EXPECT_EQ(Blocked.get(), 503);
 }

@@ -40,6 +40,9 @@ struct FHttpOptions
 	/** Clients that initialize and never DELETE would otherwise grow the table without end; past this many
 	 *  sessions the one idle longest is ended (its next request answers 404 and its client initializes again). */
 	size_t MaxSessions = 1024;
+	/** A connection with no request in progress is closed after this many seconds without a byte from its
+	 *  client (checked every second and whenever a connection is accepted). */
+	double KeepAliveSeconds = 60.0;
 };
 
 /** The checks the HTTP endpoint applies to each request's headers before it looks at the body. Pure functions,
@@ -58,15 +61,20 @@ bool IsAllowedOrigin(std::string_view Origin, std::string_view BoundHostPort);
 bool IsAuthorized(std::string_view Authorization, std::string_view Token);
 }
 
+/** Serves HTTP/1.1 from the game thread's wait (FGameThreadTaskQueue's watched descriptors): every request is
+ *  read, handed to the server and answered on the game thread, so the frame loop must be running (RunPending
+ *  and WaitForTasks) for anything to be served. Answers leave in request order on each connection. */
 class FHttpTransport
 {
 public:
 	FHttpTransport(FServer& InServer, FHttpOptions InOptions);
 	~FHttpTransport();
 
-	/** Binds and starts serving on background threads; false (with a reason) when the address cannot be bound. */
+	/** Binds and listens (any thread); false (with a reason) when the address cannot be bound. */
 	bool Start(std::string& OutError);
-	/** Stops promptly: requests still waiting for the game thread are answered 503, sessions are ended. */
+	/** Stops at once, from any thread, with or without a running loop (from another thread it waits for a
+	 *  callback under way on the game thread to finish): requests whose answer has not come yet are answered
+	 *  503 if their client can take it without waiting, every connection is closed and every session ended. */
 	void Stop();
 	/** The bound port (useful with port 0). */
 	int GetPort() const;
