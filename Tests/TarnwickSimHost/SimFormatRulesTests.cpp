@@ -125,7 +125,7 @@ TEST(SimPropertyJson, AlternateFormsAndPartialStructs)
 	// A partial struct keeps the fields of the value it is laid over.
 	const FProperty Color = Prop("struct:FColor");
 	FPropertyValue Base = MakeZeroValue(Color);
-	Base.Fields[3].second.IntValue = 255;
+	Base.Fields[3].Value.IntValue = 255;
 	V = PropertyValueFromJson(Color, FSimJson::parse(R"({"R": 10})"), nullptr, &Base, &Error);
 	ASSERT_TRUE(V);
 	EXPECT_EQ(V->FindField("R")->IntValue, 10);

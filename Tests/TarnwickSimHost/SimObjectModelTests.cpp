@@ -252,7 +252,7 @@ TEST(SimObjectModel, ReflectedReadsAndWritesOfEveryType)
 	EXPECT_TRUE(Write(A, "C", FPropertyValue::MakeClass(Load("/Script/Engine.DefaultPawn"))));
 	EXPECT_TRUE(Write(A, "SO", FPropertyValue::MakeSoftPath(EPropertyType::SoftObject, "")));
 	FPropertyValue Color = ReadProperty(A, "St");
-	Color.Fields[0].second = FPropertyValue::MakeInt32(77);
+	Color.Fields[0].Value = FPropertyValue::MakeInt32(77);
 	EXPECT_TRUE(Write(A, "St", Color));
 	EXPECT_EQ(ReadProperty(A, "St").FindField("B")->IntValue, 77);
 	FPropertyValue Arr = ReadProperty(A, "A");

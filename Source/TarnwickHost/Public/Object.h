@@ -125,6 +125,8 @@ struct FProperty
 	const FEnumEntry* FindEnumEntry(int64 Value) const;
 };
 
+struct FPropertyField;
+
 /**
  * A typed property value. Which members are meaningful depends on Type:
  * Bool bValue; Int32/Int64 IntValue; Float/Double DoubleValue; Enum IntValue and StringValue (the entry's name);
@@ -142,7 +144,7 @@ struct FPropertyValue
 	FVector VectorValue;
 	FRotator RotatorValue;
 	FWeakObjectPtr ObjectValue;
-	std::vector<std::pair<std::string, FPropertyValue>> Fields;
+	std::vector<FPropertyField> Fields;
 	std::vector<FPropertyValue> Elements;
 
 	static FPropertyValue MakeBool(bool V);
@@ -161,6 +163,18 @@ struct FPropertyValue
 	const FPropertyValue* FindField(std::string_view FieldName) const;
 	/** Equal kind and equal content; object values compare the referenced object. */
 	bool operator==(const FPropertyValue& Other) const;
+};
+
+/** One field of a struct value, in declaration order. (A struct rather than a std::pair: a pair may not hold the
+ *  still-incomplete FPropertyValue it is declared inside, and not every standard library lets it.) */
+struct FPropertyField
+{
+	std::string Name;
+	FPropertyValue Value;
+
+	FPropertyField() = default;
+	FPropertyField(std::string InName, FPropertyValue InValue) : Name(std::move(InName)), Value(std::move(InValue)) {}
+	bool operator==(const FPropertyField& Other) const { return Name == Other.Name && Value == Other.Value; }
 };
 
 /** The root of every host object. */

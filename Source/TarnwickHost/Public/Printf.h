@@ -11,5 +11,8 @@ __attribute__((format(printf, 1, 2)))
 #endif
 std::string Printf(const char* Format, ...);
 
+#if defined(__GNUC__)
+__attribute__((format(printf, 1, 0)))
+#endif
 std::string VPrintf(const char* Format, va_list Args);
 }

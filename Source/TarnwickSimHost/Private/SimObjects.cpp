@@ -42,7 +42,7 @@ void RemapValue(FPropertyValue& Value, const std::unordered_map<const UObject*, 
 		const auto It = Map.find(Value.ObjectValue.Get());
 		if (It != Map.end()) Value.ObjectValue = FWeakObjectPtr(It->second);
 	}
-	for (auto& Field : Value.Fields) RemapValue(Field.second, Map);
+	for (auto& Field : Value.Fields) RemapValue(Field.Value, Map);
 	for (auto& Element : Value.Elements) RemapValue(Element, Map);
 }
 
