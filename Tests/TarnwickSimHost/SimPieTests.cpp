@@ -300,14 +300,19 @@ TEST(SimPie, AnUnansweredModalTimesOutAsNo)
 {
 	FTempProject P;
 	P.Write("Content/BP_Bad.uasset", R"({"Type":"Blueprint","ParentClass":"/Script/Engine.Actor","Status":"Error"})");
-	auto Host = MakeHost(P.Path());
+	FSimHostOptions Options;
+	Options.ModalTimeoutFrames = 3;
+	auto Host = MakeHost(P.Path(), Options);
 	std::string Error;
 	ASSERT_TRUE(Tarnwick::Host::GetObjectSystem()->LoadClass("/Game/BP_Bad.BP_Bad_C", &Error)) << Error;
-	Host->GetEditor().GetMutableSettings().ModalTimeoutFrames = 3;
+	FLogRecorder Log;
 	GEditor->RequestPlaySession(FRequestPlaySessionParams());
 	Host->StepFrame();
 	EXPECT_TRUE(Host->GetEditor().GetOpenModal());
 	Host->StepFrames(3);
 	EXPECT_FALSE(Host->GetEditor().GetOpenModal());
 	EXPECT_EQ(GEditor->GetPlayWorld(), nullptr);
+	// The unattended editor's own record of what it answered, which the action diagnostics read back.
+	EXPECT_TRUE(Log.Has("LogSlate", "Message Dialog was triggered in unattended script mode"));
+	EXPECT_TRUE(Log.Has("LogSlate", "Message dialog closed, result: No, title: Blueprint Compilation Errors, text: "));
 }

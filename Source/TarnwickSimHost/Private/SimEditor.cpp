@@ -328,7 +328,12 @@ void FSimEditor::TickModal()
 {
 	if (!OpenModal) return;
 	++ModalFrames;
-	if (Settings.ModalTimeoutFrames > 0 && ModalFrames >= Settings.ModalTimeoutFrames) AnswerModal(false);
+	if (Settings.ModalTimeoutFrames > 0 && ModalFrames >= Settings.ModalTimeoutFrames)
+	{
+		TW_LOG(LogSlate, Warning, "Message Dialog was triggered in unattended script mode without a default value. Returning No.");
+		TW_LOG(LogSlate, Log, "Message dialog closed, result: No, title: %s, text: %s", OpenModal->Title.c_str(), OpenModal->Text.c_str());
+		AnswerModal(false);
+	}
 }
 
 void FSimEditor::Tick(double DeltaSeconds)

@@ -153,6 +153,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 		if (auto V = EditorIni->GetString(Viewports, "ViewportHeight")) Settings.ViewportSize.Y = std::max(0, std::atoi(V->c_str()));
 	}
 	if (Options.PIELoadFrames >= 0) Settings.PIELoadFrames = Options.PIELoadFrames;
+	Settings.ModalTimeoutFrames = std::max(0, Options.ModalTimeoutFrames);
 	if (!Options.StartupMap.empty()) StartupMap = Options.StartupMap;
 
 	if (Options.ClockMode == ESimClockMode::Virtual)

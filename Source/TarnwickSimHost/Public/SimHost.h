@@ -49,6 +49,9 @@ struct FSimHostOptions
 	std::string StartupMap;
 	/** Overrides the project's PIELoadFrames when 0 or more. */
 	int32 PIELoadFrames = -1;
+	/** When more than 0, a modal dialog nobody answers closes itself with "No" after this many frames, as an
+	 *  unattended editor's would; 0 leaves it open (the loop then waits, as the engine's does for a person). */
+	int32 ModalTimeoutFrames = 0;
 };
 
 /** The virtual clock: monotonic seconds advance only when the frame loop says so. Any thread may read it. */
