@@ -43,26 +43,7 @@ namespace HttpRules
 {
 namespace
 {
-char ToLower(char C)
-{
-	return (C >= 'A' && C <= 'Z') ? static_cast<char>(C - 'A' + 'a') : C;
-}
-
-bool EqualsNoCase(std::string_view A, std::string_view B)
-{
-	if (A.size() != B.size())
-	{
-		return false;
-	}
-	for (size_t Index = 0; Index < A.size(); ++Index)
-	{
-		if (ToLower(A[Index]) != ToLower(B[Index]))
-		{
-			return false;
-		}
-	}
-	return true;
-}
+using Http::EqualsNoCase;
 
 bool StartsWithNoCase(std::string_view Text, std::string_view Prefix)
 {
