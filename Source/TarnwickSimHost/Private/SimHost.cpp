@@ -1,4 +1,5 @@
 #include "SimHost.h"
+#include "SimFileUtils.h"
 
 #include "GameThread.h"
 #include "Logging.h"
@@ -18,16 +19,6 @@ namespace
 {
 FLogCategory LogInit("LogInit");
 FLogCategory LogEditorServer("LogEditorServer");
-
-bool ReadText(const std::filesystem::path& Path, std::string& Out)
-{
-	std::ifstream In(Path, std::ios::binary);
-	if (!In) return false;
-	std::ostringstream Buffer;
-	Buffer << In.rdbuf();
-	Out = Buffer.str();
-	return true;
-}
 
 double RealSeconds()
 {
@@ -94,7 +85,7 @@ std::optional<FSimProject> LoadProject(const std::string& ProjectDir, std::strin
 	if (Project.Dir.back() != '/') Project.Dir.push_back('/');
 	std::string Text;
 	const std::string Label = Descriptors.front().filename().string();
-	if (!ReadText(Descriptors.front(), Text)) return Fail(Label + ": cannot be read");
+	if (!ReadTextFile(Descriptors.front(), Text)) return Fail(Label + ": cannot be read");
 	std::string Error;
 	std::optional<FProjectDescriptor> Descriptor = ParseProjectDescriptor(Descriptors.front().stem().string(), Text, Label, &Error);
 	if (!Descriptor) return Fail(Error);
@@ -108,7 +99,7 @@ std::optional<FSimProject> LoadProject(const std::string& ProjectDir, std::strin
 	std::sort(Inis.begin(), Inis.end());
 	for (const fs::path& Ini : Inis)
 	{
-		if (!ReadText(Ini, Text)) return Fail("Config/" + Ini.filename().string() + ": cannot be read");
+		if (!ReadTextFile(Ini, Text)) return Fail("Config/" + Ini.filename().string() + ": cannot be read");
 		Project.Configs.emplace_back(Ini.stem().string(), ParseIni(Text));
 	}
 	return Project;

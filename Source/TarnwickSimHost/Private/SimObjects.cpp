@@ -1,4 +1,5 @@
 #include "SimObjects.h"
+#include "SimFileUtils.h"
 
 #include "Logging.h"
 #include "Printf.h"
@@ -19,16 +20,6 @@ std::string ToLower(std::string_view S)
 	std::string Out(S);
 	for (char& C : Out) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
 	return Out;
-}
-
-bool ReadFileText(const std::string& Path, std::string& Out)
-{
-	std::ifstream In(Path, std::ios::binary);
-	if (!In) return false;
-	std::ostringstream Buffer;
-	Buffer << In.rdbuf();
-	Out = Buffer.str();
-	return true;
 }
 
 FLogCategory LogBlueprint("LogBlueprint");
@@ -688,7 +679,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		return Fail("its parent class leads back to itself (circular Blueprint inheritance)", 0);
 	}
 	std::string Text;
-	if (!ReadFileText(File, Text)) return Fail("cannot be read", 0);
+	if (!ReadTextFile(File, Text)) return Fail("cannot be read", 0);
 	std::string Error;
 	std::optional<FAssetDocument> Doc = ParseAssetDocument(Text, Label, &Error);
 	if (!Doc) return Fail(Error, 0);
@@ -1012,7 +1003,7 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 	if (!Base) return Fail(Tarnwick::Printf("no map '%s' (maps live under /Game/)", LongPackageName.c_str()));
 	const std::string Label = *Base + ".umap";
 	std::string Text;
-	if (!ReadFileText(ProjectDir + Label, Text)) return Fail(Tarnwick::Printf("no such map '%s' (expected %s)", LongPackageName.c_str(), Label.c_str()));
+	if (!ReadTextFile(ProjectDir + Label, Text)) return Fail(Tarnwick::Printf("no such map '%s' (expected %s)", LongPackageName.c_str(), Label.c_str()));
 	std::string Error;
 	std::optional<FMapDocument> Doc = ParseMapDocument(Text, Label, &Error);
 	if (!Doc) return Fail(Error);

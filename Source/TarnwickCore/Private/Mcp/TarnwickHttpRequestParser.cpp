@@ -176,6 +176,19 @@ bool FHttpRequestParser::TakeContinueDue()
 	return bDue;
 }
 
+bool FHttpRequestParser::FinishRequest(FHttpRequest& Out)
+{
+	State = EState::Head;
+	if (bSkipping)
+	{
+		// The body of a refused request has streamed past; the next request starts clean.
+		bSkipping = false;
+		return false;
+	}
+	Out = std::move(Current);
+	return true;
+}
+
 EHttpParse FHttpRequestParser::Fail(int Status, std::string Reason)
 {
 	State = EState::Failed;
@@ -483,14 +496,8 @@ EHttpParse FHttpRequestParser::Next(FHttpRequest& Out)
 				State = EState::ChunkDataEnd;
 				continue;
 			}
-			State = EState::Head;
-			if (bSkipping)
-			{
-				bSkipping = false;
-				continue;
-			}
-			Out = std::move(Current);
-			return EHttpParse::Request;
+			if (FinishRequest(Out)) return EHttpParse::Request;
+			continue;
 		}
 
 		case EState::ChunkDataEnd:
@@ -568,14 +575,8 @@ EHttpParse FHttpRequestParser::Next(FHttpRequest& Out)
 				}
 				continue;
 			}
-			State = EState::Head;
-			if (bSkipping)
-			{
-				bSkipping = false;
-				continue;
-			}
-			Out = std::move(Current);
-			return EHttpParse::Request;
+			if (FinishRequest(Out)) return EHttpParse::Request;
+			continue;
 		}
 		}
 	}

@@ -99,6 +99,8 @@ private:
 	int TakeLine(std::string_view& OutLine, size_t Limit);
 	bool ParseHead(std::string_view Head, FHttpRequest& Out);
 	EHttpParse Fail(int Status, std::string Reason);
+	/** The request's body is complete: hands it out, or drops it when it was being skipped. */
+	bool FinishRequest(FHttpRequest& Out);
 	/** The body so far passed the limit: the request comes out refused and the rest of the body is skipped. */
 	void StartSkipping(FHttpRequest& Out);
 	void Compact();

@@ -21,16 +21,8 @@ const char* VerbosityNameLower(uint8 Verbosity)
 
 const char* VerbosityNameCapitalised(uint8 Verbosity)
 {
-	switch (Verbosity)
-	{
-	case ELogVerbosity::Fatal: return "Fatal";
-	case ELogVerbosity::Error: return "Error";
-	case ELogVerbosity::Warning: return "Warning";
-	case ELogVerbosity::Display: return "Display";
-	case ELogVerbosity::Log: return "Log";
-	case ELogVerbosity::Verbose: return "Verbose";
-	case ELogVerbosity::VeryVerbose: return "VeryVerbose";
-	default: return "Unknown";
-	}
+	// The engine's own names, but only for a plain value: flag bits make the verbosity unknown here.
+	if (Verbosity < ELogVerbosity::Fatal || Verbosity > ELogVerbosity::VeryVerbose) return "Unknown";
+	return ToString(static_cast<ELogVerbosity::Type>(Verbosity));
 }
 }
