@@ -187,7 +187,13 @@ std::vector<FExpectationView> BuildExpectationViews(const FJson& Report, const F
 		FExpectationView View;
 		View.Id = SpecIds[I];
 		ReadSpecEntry(*SpecEntries[I], View);
+		// Not evaluated: say what the entry asks in its own terms.
 		View.Sentence = String(*SpecEntries[I], "var");
+		View.Sentence += (View.Sentence.empty() ? "" : " ") + View.Op;
+		if (!View.Value.is_null())
+		{
+			View.Sentence += " " + DisplayValue(View.Value);
+		}
 		Views.push_back(std::move(View));
 	}
 	return Views;

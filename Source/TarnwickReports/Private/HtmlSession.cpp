@@ -203,6 +203,12 @@ void Expectations(std::string& Out, const FSmokeSpecResult& Result, const std::v
 // ---------------------------------------------------------------------------------------------------------------
 // Markers: input events, stages, probes
 
+// A console-only stage or probe reports python_ok false with nothing run; only Python that ran and failed counts.
+bool PythonFailed(const FJson& Script)
+{
+	return OptBool(Script, "python_ok") == std::optional<bool>(false) && !String(Script, "python_output").empty();
+}
+
 std::vector<FTimeMarker> CollectMarkers(const FSmokeSpecResult& Result)
 {
 	std::vector<FTimeMarker> Markers;
@@ -288,7 +294,7 @@ std::vector<FTimeMarker> CollectMarkers(const FSmokeSpecResult& Result)
 			Marker.Kind = EMarkerKind::Stage;
 			Marker.T = std::max(0.0, Number(Stage, "fired_at_seconds", Number(Stage, "fired_at", 0.0)));
 			Marker.Label = Name;
-			Marker.bFailed = OptBool(Stage, "python_ok") == std::optional<bool>(false);
+			Marker.bFailed = PythonFailed(Stage);
 			Marker.Title = Printf("stage %s fired t=%.2fs%s", Name.c_str(), Marker.T, Marker.bFailed ? " (python failed)" : "");
 			Markers.push_back(std::move(Marker));
 		}
@@ -304,7 +310,7 @@ std::vector<FTimeMarker> CollectMarkers(const FSmokeSpecResult& Result)
 			const bool bFired = Bool(Probe, "fired", false);
 			Marker.T = bFired ? Number(Probe, "fired_at_seconds", 0.0) : Number(Probe, "at_seconds", 0.0);
 			Marker.Label = Printf("probe %zu", I);
-			Marker.bFailed = !bFired || OptBool(Probe, "python_ok") == std::optional<bool>(false);
+			Marker.bFailed = !bFired || PythonFailed(Probe);
 			Marker.Title = Printf("probe_scripts[%zu] %s t=%.2fs", I, bFired ? "fired" : "never fired, due", Marker.T);
 			const std::string Output = String(Probe, "python_output");
 			if (!Output.empty())
@@ -747,8 +753,7 @@ void InputSection(std::string& Out, const FJson& Report)
 				continue;
 			}
 			const bool bFired = Bool(Stage, "fired", false);
-			const std::optional<bool> PythonOk = OptBool(Stage, "python_ok");
-			Out += Printf("<tr class=\"%s\"><td>stage ", (!bFired || PythonOk == std::optional<bool>(false)) ? "fail" : "");
+			Out += Printf("<tr class=\"%s\"><td>stage ", (!bFired || PythonFailed(Stage)) ? "fail" : "");
 			Out += Esc(Name);
 			Out += Printf("</td><td></td><td class=\"num\">%s</td><td>",
 				bFired ? Printf("t=%.2fs", Number(Stage, "fired_at_seconds", Number(Stage, "fired_at", 0.0))).c_str() : "never");
@@ -762,9 +767,8 @@ void InputSection(std::string& Out, const FJson& Report)
 		{
 			const FJson& Probe = (*Probes)[I];
 			const bool bFired = Bool(Probe, "fired", false);
-			const std::optional<bool> PythonOk = OptBool(Probe, "python_ok");
 			Out += Printf("<tr class=\"%s\"><td>probe_scripts[%zu]</td><td class=\"num\">t=%.2fs</td><td class=\"num\">%s</td><td>",
-				(!bFired || PythonOk == std::optional<bool>(false)) ? "fail" : "", I, Number(Probe, "at_seconds", 0.0),
+				(!bFired || PythonFailed(Probe)) ? "fail" : "", I, Number(Probe, "at_seconds", 0.0),
 				bFired ? Printf("t=%.2fs", Number(Probe, "fired_at_seconds", 0.0)).c_str() : "never");
 			std::string Text = Printf("%.0f console command(s)", Number(Probe, "console_command_count", 0.0));
 			const std::string Output = String(Probe, "python_output");

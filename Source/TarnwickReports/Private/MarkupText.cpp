@@ -134,7 +134,7 @@ std::string AnchorId(std::string_view Prefix, std::string_view Text)
 	for (const char C : Text)
 	{
 		const unsigned char U = static_cast<unsigned char>(C);
-		if ((U >= 'a' && U <= 'z') || (U >= 'A' && U <= 'Z') || (U >= '0' && U <= '9') || U == '-')
+		if ((U >= 'a' && U <= 'z') || (U >= 'A' && U <= 'Z') || (U >= '0' && U <= '9') || U == '-' || U == '_')
 		{
 			Out += C;
 		}

@@ -12,6 +12,6 @@ std::string CleanText(std::string_view Text);
 std::string EscapeText(std::string_view Text);
 /** Escaped for a double-quoted attribute (also " ' and line breaks and tabs as character references). */
 std::string EscapeAttribute(std::string_view Text);
-/** A fragment identifier usable in id= and href="#...": letters, digits and "-" kept, every other byte as "_XX". */
+/** A fragment identifier usable in id= and href="#...": letters, digits, "-" and "_" kept, every other byte as "_XX". */
 std::string AnchorId(std::string_view Prefix, std::string_view Text);
 }
