@@ -165,7 +165,7 @@ TEST(HtmlReport, ClipFramesAreEmbeddedWithinTheBudget)
 	FHtmlOptions Options;
 	const std::string All = WriteSessionHtml(Result, Options);
 	EXPECT_EQ(Count(All, "<img "), 13u);
-	EXPECT_NE(All.find("<figcaption>frame_000.png t=0.00s invalid</figcaption>"), std::string::npos);
+	EXPECT_NE(All.find("<figcaption>frame_000.png t=0.00s discarded</figcaption>"), std::string::npos);
 	EXPECT_NE(All.find("<figcaption>frame_001.png t=0.25s valid</figcaption>"), std::string::npos);
 
 	Options.MaxEmbeddedFrameBytes = 4 * 4200;

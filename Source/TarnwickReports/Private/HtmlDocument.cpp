@@ -88,6 +88,7 @@ tr.group th{background:#f6f8fa;font-family:ui-monospace,monospace;font-size:12px
 .lane-marker.probe text{fill:#1b7c83}.lane-marker.failed text{fill:var(--fail)}
 .violation line{stroke:var(--fail);stroke-width:1.4;stroke-dasharray:3 2}
 .violation circle{fill:var(--fail);stroke:#fff;stroke-width:2}.violation path{fill:var(--fail)}
+.plot-svg .violation-label{fill:var(--fail);font-weight:700}.plot-svg .violation.warn .violation-label{fill:#9a6700}
 .violation.warn line{stroke:#bf8700}.violation.warn circle,.violation.warn path{fill:#bf8700}
 .coverage{fill:var(--grid)}.band-true{fill:#2da44e}
 .state{stroke:#fff;stroke-width:.5}.state.mixed{fill:#8c959f}
@@ -100,7 +101,7 @@ details.components summary,details.spec-source summary,details.frame-list summar
 .lane{margin-bottom:6px}
 .frame-strip{display:flex;flex-wrap:wrap;gap:8px}
 .frame{margin:0;width:168px}.frame img{width:168px;height:auto;display:block;border:2px solid var(--line);border-radius:4px}
-.frame.invalid img{border-color:var(--fail)}.frame figcaption{font-size:11px;color:var(--muted)}
+.frame.invalid img{border-color:var(--fail)}.frame.discarded img{opacity:.55;border-style:dashed}.frame figcaption{font-size:11px;color:var(--muted)}
 .refusal-message{font-weight:600;color:var(--refused);font-size:15px}
 .suite-banner{display:flex;align-items:center;gap:16px;margin-bottom:12px}
 .suite-table{background:#fff;border:1px solid var(--line);border-radius:8px;margin-bottom:24px}

@@ -680,7 +680,7 @@ void ResolutionSection(std::string& Out, const FJson& Report)
 	Out += Printf("<section class=\"resolution\"><h3>Sampled variables <span class=\"chip %s\">sample_ok %s</span></h3>",
 		!SampleOk ? "unknown" : PassClass(*SampleOk), !SampleOk ? "?" : *SampleOk ? "✓" : "✗");
 	Out += "<table class=\"resolution-table\"><thead><tr><th>name</th><th>source</th><th>root</th><th>path / attribute / key</th>"
-		   "<th>required</th><th>state</th><th>reads ok</th><th>failed</th><th>dispatch failed</th><th>first read</th><th>reason</th>"
+		   "<th>required</th><th>state</th><th title=\"reads ok / failed / dispatch failed\">reads</th><th>first read</th><th>reason</th>"
 		   "</tr></thead><tbody>";
 	for (const FJson& Entry : *Entries)
 	{
@@ -696,8 +696,8 @@ void ResolutionSection(std::string& Out, const FJson& Report)
 			Out += Esc(Value);
 			Out += "</td>";
 		}
-		Out += "<td class=\"num\">" + Cell(Entry, "read_ok") + "</td><td class=\"num\">" + Cell(Entry, "read_fail") + "</td><td class=\"num\">" +
-			Cell(Entry, "dispatch_fail") + "</td><td class=\"num\">";
+		Out += "<td class=\"num\">" + Cell(Entry, "read_ok") + " / " + Cell(Entry, "read_fail") + " / " + Cell(Entry, "dispatch_fail") +
+			"</td><td class=\"num\">";
 		Out += OptNumber(Entry, "first_read_t") ? Printf("t=%.2fs", Number(Entry, "first_read_t", 0.0)) : std::string("–");
 		Out += "</td><td class=\"message\">";
 		std::string Reason = String(Entry, "reason");
@@ -851,6 +851,7 @@ void ClipSection(std::string& Out, const FSmokeSpecResult& Result, size_t& Frame
 		}
 	}
 	const size_t Stride = Affordable == 0 ? Total + 1 : std::max<size_t>(1, (Total + Affordable - 1) / Affordable);
+	const double Discard = std::clamp(Number(Result.Spec, "discard_first_frames", 1.0), 0.0, 16.0);
 	Out += "<div class=\"frame-strip\">";
 	std::vector<std::string> Listed;
 	for (size_t I = 0; I < Total; ++I)
@@ -866,12 +867,14 @@ void ClipSection(std::string& Out, const FSmokeSpecResult& Result, size_t& Frame
 		{
 			Caption += Printf(" t=%.2fs", RowIt->second.first);
 		}
-		Caption += Valid == 1 ? " valid" : Valid == 0 ? " invalid" : "";
+		// The first frames of a clip are written but not judged (discard_first_frames, default 1).
+		const bool bDiscarded = static_cast<double>(I) < Discard;
+		Caption += bDiscarded ? " discarded" : Valid == 1 ? " valid" : Valid == 0 ? " invalid" : "";
 		if (Image != Images.end() && I % Stride == 0 && FrameBudget >= Image->second->Png.size() * 4 / 3 + 64)
 		{
 			const std::string Data = Base64Encode(Image->second->Png);
 			FrameBudget -= Data.size() + 64;
-			Out += Printf("<figure class=\"frame %s\"><img alt=\"", Valid == 0 ? "invalid" : "");
+			Out += Printf("<figure class=\"frame %s\"><img alt=\"", bDiscarded ? "discarded" : Valid == 0 ? "invalid" : "");
 			Out += Attr(FileName);
 			Out += "\" src=\"data:image/png;base64,";
 			Out += Data;

@@ -101,6 +101,8 @@ struct FFailMark
 	size_t Sample = std::string::npos;
 	int Channel = -1;
 	std::string Title;
+	/** A few words beside the marker, for a reader of a printed page or a screenshot. */
+	std::string Label;
 };
 
 const std::vector<double>& ChannelValues(const FVarSeries& Series, int Channel)
@@ -140,6 +142,7 @@ std::optional<FFailMark> FindFailMark(const FVarSeries& Series, const FExpectati
 		}
 		Mark.Title = Printf("%s %s: violated at t=%.2fs by %s", View.Id.c_str(), Verb.c_str(), Mark.T,
 			DisplayValue(View.ViolationActual).c_str());
+		Mark.Label = View.ViolationActual.is_null() ? std::string("violated") : "violated: " + DisplayValue(View.ViolationActual);
 		return Mark;
 	}
 
@@ -195,6 +198,7 @@ std::optional<FFailMark> FindFailMark(const FVarSeries& Series, const FExpectati
 			Mark.T = Series.T[Best];
 			Mark.Y = Values[Best];
 			Mark.Title = Printf("%s %s: closest approach %g at t=%.2fs", View.Id.c_str(), Verb.c_str(), Values[Best], Mark.T);
+			Mark.Label = Printf("closest: %g", Values[Best]);
 			return Mark;
 		}
 	}
@@ -203,6 +207,7 @@ std::optional<FFailMark> FindFailMark(const FVarSeries& Series, const FExpectati
 		Mark.T = *View.DecidedAt;
 		Mark.Sample = SampleAt(Series.T, Mark.T);
 		Mark.Title = Printf("%s %s: decided at t=%.2fs", View.Id.c_str(), Verb.c_str(), Mark.T);
+		Mark.Label = View.Id;
 		return Mark;
 	}
 	return std::nullopt;
@@ -333,8 +338,8 @@ void Thresholds(std::string& Out, const FAxes& Axes, std::span<const FExpectatio
 		Out += Printf("<g class=\"threshold %s\" data-expectation=\"%s\"><title>", Verdict, Id.c_str());
 		Out += EscapeText(View->Id + ": " + View->Sentence);
 		Out += Printf("</title><line x1=\"%.1f\" x2=\"%.1f\" y1=\"%s\" y2=\"%s\"/>", Left, Width - Right, Num(Y).c_str(), Num(Y).c_str());
-		Out += Printf("<text x=\"%.1f\" y=\"%s\">%s %s %s%g</text></g>", Width - Right - 4.0, Num(Y - 3.0).c_str(), EscapeText(View->Id).c_str(),
-			View->Var.Selector == "base" ? "base" : "", OpSymbol(View->ThresholdOp), *View->Threshold);
+		Out += Printf("<text x=\"%.1f\" y=\"%s\">%s: %s%s %g</text></g>", Width - Right - 4.0, Num(Y - 3.0).c_str(), EscapeText(View->Id).c_str(),
+			View->Var.Selector == "base" ? "base " : "", OpSymbol(View->ThresholdOp), *View->Threshold);
 	}
 }
 
@@ -352,15 +357,23 @@ void FailMarks(std::string& Out, const FAxes& Axes, const std::vector<FFailMark>
 		Out += EscapeText(Mark.Title);
 		Out += Printf("</title><line x1=\"%s\" x2=\"%s\" y1=\"%s\" y2=\"%s\"/>", Num(X).c_str(), Num(X).c_str(), Num(Axes.Top).c_str(),
 			Num(Axes.Bottom).c_str());
+		double LabelY = Axes.Top + 9.0;
 		if (Mark.Y)
 		{
-			Out += Printf("<circle cx=\"%s\" cy=\"%s\" r=\"5.5\"/>", Num(X).c_str(), Num(Axes.Yv(*Mark.Y)).c_str());
+			LabelY = Axes.Yv(*Mark.Y);
+			Out += Printf("<circle cx=\"%s\" cy=\"%s\" r=\"5.5\"/>", Num(X).c_str(), Num(LabelY).c_str());
 		}
 		else
 		{
-			Out += Printf("<path d=\"M%s %sl-6 -9h12z\"/>", Num(X).c_str(), Num(Axes.Top + 9.0).c_str());
+			Out += Printf("<path d=\"M%s %sl-6 -9h12z\"/>", Num(X).c_str(), Num(LabelY).c_str());
 		}
-		Out += "</g>";
+		// The label goes to the left of a marker near the right edge so that it stays inside the plot.
+		const bool bLeft = X > Width - Right - 120.0;
+		LabelY = std::clamp(LabelY - 8.0, Axes.Top + 8.0, Axes.Bottom - 2.0);
+		Out += Printf("<text class=\"violation-label\" x=\"%s\" y=\"%s\"%s>", Num(bLeft ? X - 8.0 : X + 8.0).c_str(), Num(LabelY).c_str(),
+			bLeft ? " text-anchor=\"end\"" : "");
+		Out += EscapeText(Mark.Label);
+		Out += "</text></g>";
 	}
 }
 
