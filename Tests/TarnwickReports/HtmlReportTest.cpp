@@ -168,6 +168,12 @@ TEST(HtmlReport, ClipFramesAreEmbeddedWithinTheBudget)
 	EXPECT_NE(All.find("<figcaption>frame_000.png t=0.00s discarded</figcaption>"), std::string::npos);
 	EXPECT_NE(All.find("<figcaption>frame_001.png t=0.25s valid</figcaption>"), std::string::npos);
 
+	// capture_validity is the frame's own record and wins over the row of the pass that grabbed it.
+	FSmokeSpecResult Black = Result;
+	Black.Report["capture_validity"][5]["valid"] = false;
+	Black.Report["capture_validity"][5]["uniform"] = true;
+	EXPECT_NE(WriteSessionHtml(Black).find("<figure class=\"frame invalid\"><img alt=\"frame_005.png\""), std::string::npos);
+
 	Options.MaxEmbeddedFrameBytes = 4 * 4200;
 	const std::string Few = WriteSessionHtml(Result, Options);
 	EXPECT_GE(Count(Few, "<img "), 2u);

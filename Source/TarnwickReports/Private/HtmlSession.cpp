@@ -813,16 +813,58 @@ void ClipSection(std::string& Out, const FSmokeSpecResult& Result, size_t& Frame
 		Out += "<p class=\"note fail\">" + Esc(Hint) + "</p>";
 	}
 
-	// Frame validity and time from the retained rows of the passes that grabbed them.
-	std::unordered_map<std::string, std::pair<double, std::optional<bool>>> RowOf;
+	// Each frame's time and verdict: from capture_validity when the report has it, else from the row of the pass
+	// that grabbed it. A frame below discard_first_frames is written but not counted.
+	struct FFrameFacts
+	{
+		std::optional<double> T;
+		int Valid = -1;
+		bool bCounted = true;
+	};
+	std::unordered_map<std::string, FFrameFacts> Facts;
+	const double Discard = std::clamp(Number(Result.Spec, "discard_first_frames", 1.0), 0.0, 16.0);
+	for (size_t I = 0; I < Paths->size(); ++I)
+	{
+		if ((*Paths)[I].is_string())
+		{
+			Facts[(*Paths)[I].get<std::string>()].bCounted = static_cast<double>(I) >= Discard;
+		}
+	}
 	if (const FJson* Rows = FindArray(Report, "samples"))
 	{
 		for (const FJson& SampleRow : *Rows)
 		{
-			const std::string Path = String(SampleRow, "frame_path");
-			if (!Path.empty())
+			const auto It = Facts.find(String(SampleRow, "frame_path"));
+			if (It != Facts.end())
 			{
-				RowOf[Path] = {Number(SampleRow, "t", 0.0), OptBool(SampleRow, "frame_valid")};
+				It->second.T = Number(SampleRow, "t", 0.0);
+				if (const std::optional<bool> Valid = OptBool(SampleRow, "frame_valid"))
+				{
+					It->second.Valid = *Valid ? 1 : 0;
+				}
+			}
+		}
+	}
+	if (const FJson* Validity = FindArray(Report, "capture_validity"))
+	{
+		for (const FJson& Entry : *Validity)
+		{
+			const auto It = Facts.find(String(Entry, "path"));
+			if (It == Facts.end())
+			{
+				continue;
+			}
+			if (const std::optional<double> T = OptNumber(Entry, "session_seconds"))
+			{
+				It->second.T = *T;
+			}
+			if (const std::optional<bool> Counted = OptBool(Entry, "counted"))
+			{
+				It->second.bCounted = *Counted;
+			}
+			if (const std::optional<bool> Valid = OptBool(Entry, "valid"))
+			{
+				It->second.Valid = *Valid ? 1 : 0;
 			}
 		}
 	}
@@ -851,24 +893,21 @@ void ClipSection(std::string& Out, const FSmokeSpecResult& Result, size_t& Frame
 		}
 	}
 	const size_t Stride = Affordable == 0 ? Total + 1 : std::max<size_t>(1, (Total + Affordable - 1) / Affordable);
-	const double Discard = std::clamp(Number(Result.Spec, "discard_first_frames", 1.0), 0.0, 16.0);
 	Out += "<div class=\"frame-strip\">";
 	std::vector<std::string> Listed;
 	for (size_t I = 0; I < Total; ++I)
 	{
 		const std::string Path = (*Paths)[I].is_string() ? (*Paths)[I].get<std::string>() : std::string();
 		const auto Image = Images.find(Path);
-		const auto RowIt = RowOf.find(Path);
-		// 1 valid, 0 invalid, -1 unknown (no row recorded the grab).
-		const int Valid = RowIt != RowOf.end() && RowIt->second.second ? (*RowIt->second.second ? 1 : 0) : -1;
+		const FFrameFacts& Frame = Facts[Path];
 		const std::string FileName = Path.substr(Path.find_last_of('/') == std::string::npos ? 0 : Path.find_last_of('/') + 1);
 		std::string Caption = FileName;
-		if (RowIt != RowOf.end())
+		if (Frame.T)
 		{
-			Caption += Printf(" t=%.2fs", RowIt->second.first);
+			Caption += Printf(" t=%.2fs", *Frame.T);
 		}
-		// The first frames of a clip are written but not judged (discard_first_frames, default 1).
-		const bool bDiscarded = static_cast<double>(I) < Discard;
+		const bool bDiscarded = !Frame.bCounted;
+		const int Valid = Frame.Valid;
 		Caption += bDiscarded ? " discarded" : Valid == 1 ? " valid" : Valid == 0 ? " invalid" : "";
 		if (Image != Images.end() && I % Stride == 0 && FrameBudget >= Image->second->Png.size() * 4 / 3 + 64)
 		{
