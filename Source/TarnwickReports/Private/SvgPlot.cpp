@@ -1,6 +1,7 @@
 #include "SvgPlot.h"
 
 #include "Downsample.h"
+#include "FailMark.h"
 #include "MarkupText.h"
 #include "PlotScale.h"
 #include "Printf.h"
@@ -26,24 +27,6 @@ constexpr double StripHeight = 58.0;
 // Below this many drawn points every sample also gets a dot, so sparse reads are visible as reads.
 constexpr size_t DotLimit = 120;
 
-/** Which line of a variable an expectation is drawn on: the main one, or component 0..2 of a vector. */
-int ChannelOf(const FExpectationView& View)
-{
-	if (View.Var.Selector == "x")
-	{
-		return 0;
-	}
-	if (View.Var.Selector == "y")
-	{
-		return 1;
-	}
-	if (View.Var.Selector == "z")
-	{
-		return 2;
-	}
-	return -1;
-}
-
 const char* OpSymbol(const std::string& Op)
 {
 	if (Op == "eq") return "=";
@@ -53,11 +36,6 @@ const char* OpSymbol(const std::string& Op)
 	if (Op == "lt") return "&lt;";
 	if (Op == "lte") return "≤";
 	return "?";
-}
-
-bool IsDrawnFailure(const FExpectationView& View)
-{
-	return View.Verdict == EVerdict::Fail || View.Verdict == EVerdict::Warn;
 }
 
 struct FAxes
@@ -79,138 +57,6 @@ struct FAxes
 std::string Num(double V)
 {
 	return Printf("%.1f", V);
-}
-
-/** The last sample at or before T (the first one when T precedes them all); npos for an empty series. */
-size_t SampleAt(const std::vector<double>& Times, double T)
-{
-	if (Times.empty())
-	{
-		return std::string::npos;
-	}
-	const auto It = std::upper_bound(Times.begin(), Times.end(), T + 1e-9);
-	return It == Times.begin() ? 0 : static_cast<size_t>(It - Times.begin()) - 1;
-}
-
-/** A point an expectation's failure is marked at: a sample (with its value when the channel has one) or a time. */
-struct FFailMark
-{
-	const FExpectationView* View = nullptr;
-	double T = 0.0;
-	std::optional<double> Y;
-	size_t Sample = std::string::npos;
-	int Channel = -1;
-	std::string Title;
-	/** A few words beside the marker, for a reader of a printed page or a screenshot. */
-	std::string Label;
-};
-
-const std::vector<double>& ChannelValues(const FVarSeries& Series, int Channel)
-{
-	return Channel >= 0 ? Series.C[static_cast<size_t>(Channel)] : Series.V;
-}
-
-/**
- * Where a failure is shown. A violating sample (an always/never/initial/final verdict) is marked where it was;
- * a threshold that was never reached is marked at the sample that came closest to it, inside the expectation's
- * scope; anything else at the time the verdict was decided.
- */
-std::optional<FFailMark> FindFailMark(const FVarSeries& Series, const FExpectationView& View)
-{
-	if (!IsDrawnFailure(View))
-	{
-		return std::nullopt;
-	}
-	FFailMark Mark;
-	Mark.View = &View;
-	Mark.Channel = IsVectorKind(Series.Kind) ? ChannelOf(View) : -1;
-	const bool bNumeric = Series.Kind == EValueKind::Number || IsVectorKind(Series.Kind);
-	const std::vector<double>& Values = ChannelValues(Series, Mark.Channel);
-	const std::string Verb = View.Verdict == EVerdict::Warn ? "warned" : "failed";
-
-	if (View.bHasViolation && View.DecidedAt)
-	{
-		Mark.T = *View.DecidedAt;
-		Mark.Sample = SampleAt(Series.T, Mark.T);
-		if (bNumeric && View.ViolationActual.is_number())
-		{
-			Mark.Y = View.ViolationActual.get<double>();
-		}
-		else if (bNumeric && Mark.Sample != std::string::npos && Mark.Sample < Values.size())
-		{
-			Mark.Y = Values[Mark.Sample];
-		}
-		Mark.Title = Printf("%s %s: violated at t=%.2fs by %s", View.Id.c_str(), Verb.c_str(), Mark.T,
-			DisplayValue(View.ViolationActual).c_str());
-		Mark.Label = View.ViolationActual.is_null() ? std::string("violated") : "violated: " + DisplayValue(View.ViolationActual);
-		return Mark;
-	}
-
-	const bool bHasBand = View.ThresholdOp == "between" && View.Min && View.Max;
-	if (bNumeric && (View.Threshold || bHasBand) && !Values.empty())
-	{
-		const double From = View.WindowFrom.value_or(-1e300);
-		double To = View.WindowTo.value_or(1e300);
-		if (View.Op == "becomes_within" && View.Seconds)
-		{
-			To = std::min(To, *View.Seconds);
-		}
-		size_t Best = std::string::npos;
-		double BestScore = 0.0;
-		for (size_t I = 0; I < Values.size(); ++I)
-		{
-			if (Series.T[I] < From || Series.T[I] > To)
-			{
-				continue;
-			}
-			const double X = Values[I];
-			double Score = 0.0;
-			const std::string& Op = View.ThresholdOp;
-			if (bHasBand)
-			{
-				Score = -(X < *View.Min ? *View.Min - X : X > *View.Max ? X - *View.Max : 0.0);
-			}
-			else if (Op == "lt" || Op == "lte")
-			{
-				Score = -X;
-			}
-			else if (Op == "gt" || Op == "gte")
-			{
-				Score = X;
-			}
-			else if (Op == "eq")
-			{
-				Score = -std::fabs(X - *View.Threshold);
-			}
-			else
-			{
-				Score = std::fabs(X - *View.Threshold);
-			}
-			if (Best == std::string::npos || Score > BestScore)
-			{
-				Best = I;
-				BestScore = Score;
-			}
-		}
-		if (Best != std::string::npos)
-		{
-			Mark.Sample = Best;
-			Mark.T = Series.T[Best];
-			Mark.Y = Values[Best];
-			Mark.Title = Printf("%s %s: closest approach %g at t=%.2fs", View.Id.c_str(), Verb.c_str(), Values[Best], Mark.T);
-			Mark.Label = Printf("closest: %g", Values[Best]);
-			return Mark;
-		}
-	}
-	if (View.DecidedAt)
-	{
-		Mark.T = *View.DecidedAt;
-		Mark.Sample = SampleAt(Series.T, Mark.T);
-		Mark.Title = Printf("%s %s: decided at t=%.2fs", View.Id.c_str(), Verb.c_str(), Mark.T);
-		Mark.Label = View.Id;
-		return Mark;
-	}
-	return std::nullopt;
 }
 
 void OpenSvg(std::string& Out, double Height, const std::string& Label, const char* Class)
