@@ -132,6 +132,15 @@ public:
 
 class APlayerController : public AController
 {
+public:
+	/**
+	 * The actor the player's camera looks through: the one set by SetViewTarget while it lives, else the
+	 * possessed pawn, else the controller itself. The camera is the view target's active camera component when it
+	 * has one, else its eyes (a pawn's eye height, looking along the control rotation).
+	 */
+	virtual AActor* GetViewTarget() const = 0;
+	/** Cuts the camera to NewViewTarget at once (no blend); null makes the controller itself the view target. */
+	virtual void SetViewTarget(AActor* NewViewTarget) = 0;
 };
 
 class UActorComponent : public UObject

@@ -245,6 +245,11 @@ class FSimPlayerController final : public TSimActor<APlayerController>
 {
 public:
 	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+	AActor* GetViewTarget() const override;
+	void SetViewTarget(AActor* NewViewTarget) override;
+
+	/** Set by SetViewTarget; unset (or destroyed) falls back to the pawn. */
+	FWeakObjectPtr ViewTarget;
 };
 
 /** Per-frame work of a world: time, and simple movement. */
