@@ -123,6 +123,7 @@ void FTarnwickEditorModule::StartupModule()
 		});
 		GEnsureFilterInstalled.store(true);
 	});
+	bEnsureInstallEnqueued = true;
 
 	PreModalHandle = FCoreDelegates::PreSlateModalWithContext.Add([this](const FSlateModalContext& Context) {
 		OpenModals[Context.ModalId] = FTarnwickOpenModal{Context.Title, Context.Text, Context.SlowTask, FPlatformTime::Seconds()};
@@ -154,6 +155,13 @@ void FTarnwickEditorModule::ShutdownModule()
 	{
 		Tarnwick::Diagnostics::GAttachDispatchDiagnostics = nullptr;
 		bDiagnosticsBound = false;
+	}
+	// The install command may still be waiting on the render thread when shutdown follows start-up closely;
+	// deciding before it ran would leave our filter installed for good.
+	if (bEnsureInstallEnqueued)
+	{
+		FlushRenderingCommands();
+		bEnsureInstallEnqueued = false;
 	}
 	if (GEnsureFilterInstalled.load())
 	{
