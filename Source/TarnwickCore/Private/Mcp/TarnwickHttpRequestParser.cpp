@@ -1,5 +1,6 @@
 #include "Mcp/TarnwickHttpRequestParser.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace Tarnwick::Mcp::Http
@@ -472,7 +473,9 @@ EHttpParse FHttpRequestParser::Next(FHttpRequest& Out)
 				Out.bKeepAlive = Out.bKeepAlive && !(bExpectsContinue && Pos == Input.size());
 				return EHttpParse::Request;
 			}
-			Current.Body.reserve(Remaining);
+			// Grown as bytes arrive, not reserved from the declared length: a client that announces 4 MiB and
+			// sends nothing must not cost 4 MiB.
+			Current.Body.reserve(std::min<size_t>(Remaining, 64 * 1024));
 			bContinueDue = bExpectsContinue && Input.size() - Pos < Remaining;
 			continue;
 		}
@@ -595,6 +598,7 @@ const char* ReasonPhrase(int Status)
 	case 403: return "Forbidden";
 	case 404: return "Not Found";
 	case 405: return "Method Not Allowed";
+	case 406: return "Not Acceptable";
 	case 408: return "Request Timeout";
 	case 413: return "Content Too Large";
 	case 431: return "Request Header Fields Too Large";
