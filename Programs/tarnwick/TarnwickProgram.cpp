@@ -128,6 +128,7 @@ std::string ClientConfigText(const std::string& Address, bool bToken)
 {
 	std::string Entry = Printf(R"({ "type": "http", "url": "http://%s/mcp")", Address.c_str());
 	if (bToken) Entry += R"(, "headers": { "Authorization": "Bearer ${TARNWICK_TOKEN}" })";
+	Entry += " }";
 	return Printf(R"({ "mcpServers": { "tarnwick": %s } })", Entry.c_str());
 }
 
