@@ -1,7 +1,7 @@
 # The two set-up commands: `make run` and `make test`. Everything else is a helper for them.
 #
 #   make run [HTTP=127.0.0.1:PORT] [PROJECT=dir]   build the server only, then serve PROJECT over HTTP
-#   make test                                     build everything, then run every test through ctest
+#   make test                                     build everything, run every test through ctest, then fuzz briefly
 PRESET ?= release
 BUILD_DIR = build/$(PRESET)
 HTTP ?= 127.0.0.1:8765
@@ -38,8 +38,11 @@ run: build-server
 	@echo "make: starting tarnwick serve on $(HTTP) with the project $(PROJECT)"
 	@$(TARNWICK) serve --project $(PROJECT) --http $(HTTP) --print-client-config
 
+# Then each fuzz target briefly (skipped without clang; FUZZ=0 skips it too).
+FUZZ ?= 1
 test: build
 	@ctest --preset $(PRESET) -j $(JOBS)
+	@if [ "$(FUZZ)" != 0 ]; then scripts/fuzz; fi
 
 bench: build
 	@scripts/bench-all

@@ -265,3 +265,31 @@ TEST(SimAssetDocument, BlueprintShapeErrors)
 		EXPECT_EQ(Error, Expected);
 	}
 }
+
+TEST(SimDocuments, NumbersADoubleCannotHoldAndDeepNestingAreReportedNotThrown)
+{
+	const std::string Deep = std::string(300, '[') + std::string(300, ']');
+	struct FCase
+	{
+		std::string Text;
+		const char* Expected;
+	};
+	const FCase Cases[] = {
+		{R"({"FileVersion": 1e400})", "not valid JSON (number overflow parsing '1e400')"},
+		{R"({"Type": "World", "Actors": [{"Location": [-1e999, 0, 0]}]})", "not valid JSON (number overflow parsing '-1e999')"},
+		{R"({"x": )" + Deep + "}", "not valid JSON (arrays and objects nest deeper than 256 levels)"},
+	};
+	for (const FCase& Case : Cases)
+	{
+		std::string Error;
+		EXPECT_FALSE(ParseProjectDescriptor("Arena", Case.Text, "Arena.uproject", &Error));
+		EXPECT_EQ(Error, std::string("Arena.uproject: ") + Case.Expected);
+		EXPECT_FALSE(ParseMapDocument(Case.Text, "M.umap", &Error));
+		EXPECT_EQ(Error, std::string("M.umap: ") + Case.Expected);
+		EXPECT_FALSE(ParseAssetDocument(Case.Text, "B.uasset", &Error));
+		EXPECT_EQ(Error, std::string("B.uasset: ") + Case.Expected);
+	}
+	// Brackets inside strings are text, not nesting.
+	std::string Error;
+	EXPECT_TRUE(ParseProjectDescriptor("Arena", R"({"FileVersion": 3, "Description": ")" + Deep + R"("})", "Arena.uproject", &Error)) << Error;
+}

@@ -10,14 +10,40 @@ namespace Tarnwick::Sim
 namespace
 {
 
+/** How deep a project document may nest; deeper values would recurse that deep when they are copied. */
+constexpr size_t MaxDocumentNesting = 256;
+
 std::optional<FSimJson> ParseJsonText(const std::string& Text, std::string& OutWhat)
 {
+	// Counted before parsing, on the raw text (brackets inside strings do not count).
+	size_t Depth = 0;
+	bool bInString = false;
+	for (size_t I = 0; I < Text.size(); ++I)
+	{
+		const char C = Text[I];
+		if (bInString)
+		{
+			if (C == '\\') ++I;
+			else if (C == '"') bInString = false;
+		}
+		else if (C == '"') bInString = true;
+		else if (C == '[' || C == '{')
+		{
+			if (++Depth > MaxDocumentNesting)
+			{
+				OutWhat = Tarnwick::Printf("not valid JSON (arrays and objects nest deeper than %zu levels)", MaxDocumentNesting);
+				return std::nullopt;
+			}
+		}
+		else if ((C == ']' || C == '}') && Depth > 0) --Depth;
+	}
 	try
 	{
 		return FSimJson::parse(Text);
 	}
-	catch (const FSimJson::parse_error& E)
+	catch (const FSimJson::exception& E)
 	{
+		// Every way parsing can fail, a number too large for a double included (that one is not a parse_error).
 		std::string Message = E.what();
 		const size_t Close = Message.find("] ");
 		if (Message.rfind("[json.exception", 0) == 0 && Close != std::string::npos) Message = Message.substr(Close + 2);
