@@ -729,20 +729,20 @@ TEST_F(FHttpTransportTest, ARefusedBodyIsNotReadTheConnectionCloses)
 TEST_F(FHttpTransportTest, UnfinishedRequestsTogetherHoldABoundedAmountTheLargestGoesFirst)
 {
 	FHttpOptions Options;
-	Options.MaxBufferedBytes = 64 * 1024;
+	Options.MaxBufferedBytes = 1024 * 1024;
 	StartTransport(Options);
 	const std::string Session = OpenSession();
-	const std::string Body = Rpc(9, "ping", FJson{{"pad", std::string(60 * 1024, 'p')}});
+	const std::string Body = Rpc(9, "ping", FJson{{"pad", std::string(900 * 1024, 'p')}});
 	const std::string Head = "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nMcp-Session-Id: " + Session +
 		"\r\nContent-Length: " + std::to_string(Body.size()) + "\r\n\r\n";
 	FRawClient Small(Transport->GetPort());
-	Small.Send(Head + Body.substr(0, 20 * 1024));
+	Small.Send(Head + Body.substr(0, 100 * 1024));
 	FRawClient Large(Transport->GetPort());
-	Large.Send(Head + Body.substr(0, 50 * 1024));
-	// 70 KiB held against a 64 KiB budget: the larger request is dropped with 503, the smaller completes.
+	Large.Send(Head + Body.substr(0, 800 * 1024));
+	// More than a MiB held between them: the larger request is dropped with 503, the smaller one completes.
 	const std::string Dropped = Large.ReadToEnd();
 	EXPECT_EQ(Dropped.rfind("HTTP/1.1 503 Service Unavailable\r\n", 0), 0u) << Dropped.substr(0, 200);
-	Small.Send(Body.substr(20 * 1024));
+	Small.Send(Body.substr(100 * 1024));
 	EXPECT_NE(Small.ReadUntil("}").find("HTTP/1.1 200 OK"), std::string::npos);
 }
 
@@ -774,32 +774,44 @@ TEST_F(FHttpTransportTest, RequestsThatArriveTooSlowlyAreAnswered408OnTheHostClo
 	Tarnwick::Host::SetClock(nullptr);
 }
 
-TEST_F(FHttpTransportTest, ANewConnectionPastTheLimitReplacesTheQuietestNotItself)
+TEST_F(FHttpTransportTest, ANewConnectionPastTheLimitClosesOneThatNeverFinishedARequest)
 {
 	FManualClock Clock;
 	Tarnwick::Host::SetClock(&Clock);
 	FHttpOptions Options;
 	Options.MaxConnections = 3;
 	StartTransport(Options);
-	FRawClient Quiet(Transport->GetPort());
-	const std::string Session = RawInitialize(Quiet);
+	FRawClient Working(Transport->GetPort());
+	const std::string Session = RawInitialize(Working);
 	ASSERT_EQ(Session.size(), 32u);
 	const std::string InSession = "Mcp-Session-Id: " + Session + "\r\n";
+	int Id = 10;
+	// A round trip on Working after each connect: by its answer the server has taken in the new connection.
+	const auto Ping = [&](FRawClient& Raw) {
+		const std::string Marker = "\"id\":" + std::to_string(++Id);
+		Raw.Send(RawPost(Rpc(Id, "ping"), InSession));
+		return Raw.ReadUntil(Marker).find("200 OK") != std::string::npos;
+	};
 	Clock.Now = Clock.Now + 1.0;
 	FRawClient TrickleA(Transport->GetPort());
 	TrickleA.Send("POST /mcp HTTP/1.1\r\n");
+	ASSERT_TRUE(Ping(Working));
+	Clock.Now = Clock.Now + 1.0;
 	FRawClient TrickleB(Transport->GetPort());
 	TrickleB.Send("POST /mcp HTTP/1.1\r\n");
+	ASSERT_TRUE(Ping(Working));
 	Clock.Now = Clock.Now + 1.0;
-	// A fourth connection is not refused: the one quiet longest makes room, and the newcomer is served.
+
+	// A fourth connection is not refused: the oldest of those that never finished a request makes room.
 	FRawClient Fresh(Transport->GetPort());
-	Fresh.Send(RawPost(Rpc(2, "ping"), InSession));
-	EXPECT_NE(Fresh.ReadUntil("}").find("200 OK"), std::string::npos);
-	EXPECT_EQ(Quiet.ReadToEnd(), "");
-	// And so on: every newcomer gets in.
+	EXPECT_TRUE(Ping(Fresh));
+	EXPECT_EQ(TrickleA.ReadToEnd(), "");
 	FRawClient Another(Transport->GetPort());
-	Another.Send(RawPost(Rpc(3, "ping"), InSession));
-	EXPECT_NE(Another.ReadUntil("}").find("200 OK"), std::string::npos);
+	EXPECT_TRUE(Ping(Another));
+	EXPECT_EQ(TrickleB.ReadToEnd(), "");
+	// The connections that did their work survive both.
+	EXPECT_TRUE(Ping(Working));
+	EXPECT_TRUE(Ping(Fresh));
 	Transport->Stop();
 	Tarnwick::Host::SetClock(nullptr);
 }

@@ -84,8 +84,10 @@ public:
 	bool IsIdle() const { return State == EState::Head && NumBuffered() == 0; }
 	/** True once a request's head is in and its body is still arriving. */
 	bool IsInBody() const { return State != EState::Head && State != EState::Failed; }
-	/** What this parser holds in memory: bytes not yet consumed plus the body collected so far. */
-	size_t NumHeldBytes() const { return NumBuffered() + Current.Body.size(); }
+	/** Frees everything held, for a connection that reads no further request. Every later Next is an Error. */
+	void Discard();
+	/** What this parser holds in memory: the allocations of its input buffer and of the body collected so far. */
+	size_t NumHeldBytes() const { return Input.capacity() + Current.Body.capacity(); }
 
 private:
 	enum class EState
@@ -108,6 +110,8 @@ private:
 	bool FinishRequest(FHttpRequest& Out);
 	/** The body so far passed the limit: the request comes out refused and the rest of the body is skipped. */
 	void StartSkipping(FHttpRequest& Out);
+	/** Adds to the current body (Remaining still counts these bytes). */
+	void AppendBody(std::string_view Bytes);
 	void Compact();
 
 	FHttpLimits Limits;

@@ -39,6 +39,7 @@
 #include <optional>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <unordered_map>
@@ -174,6 +175,10 @@ struct FConnection
 	 *  that closing with unread input does not reset the connection before the client has read our answer. */
 	bool bLingering = false;
 	double LastActivity = 0.0;
+	/** When the connection was accepted or last completed a request: a client trickling bytes makes activity
+	 *  but no progress. */
+	double LastProgress = 0.0;
+	bool bCompletedRequest = false;
 	double LingerSince = 0.0;
 	/** When the first byte of the request in progress came; below 0 while no request is in progress. */
 	double RequestStart = -1.0;
@@ -187,8 +192,13 @@ struct FConnection
 	double LastStreamWrite = 0.0;
 	bool bInBacklog = false;
 
+	/** Bytes of answers that are ready but wait behind an earlier one. */
+	size_t ReadyBytes = 0;
+
 	explicit FConnection(Http::FHttpLimits Limits) : Parser(Limits) {}
 	size_t Unsent() const { return Out.size() - OutPos; }
+	/** What the client has not read of what is answered already. */
+	size_t Owed() const { return Unsent() + ReadyBytes; }
 	bool IsStream() const { return !StreamSession.empty(); }
 	bool IsIdle() const { return !IsStream() && Slots.empty() && Unsent() == 0 && Parser.IsIdle(); }
 };
@@ -224,6 +234,8 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 	std::vector<char> ReadBuffer;
 	/** Bytes held by all connections' unfinished requests. */
 	size_t TotalHeld = 0;
+	/** When Sweep last ran; an accept sweeps again once the clock has moved. */
+	double LastSweep = -1.0;
 	/** Connections with requests already read but not yet run (their turn ran out); served on the next turn.
 	 *  The eventfd stays readable while any wait, which is what brings the next turn round. */
 	std::vector<uint64> Backlog;
@@ -529,7 +541,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		{
 			if (Slot.Seq == Seq)
 			{
-				Fill(Slot, Reply);
+				Fill(*Connection, Slot, Reply);
 				break;
 			}
 		}
@@ -695,6 +707,13 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 
 	// ---- Connections -------------------------------------------------------------------------------------
 
+	/** Fills a slot of Connection with its answer. */
+	static void Fill(FConnection& Connection, FSlot& Slot, const FReply& Reply)
+	{
+		Fill(Slot, Reply);
+		Connection.ReadyBytes += Slot.Bytes.size();
+	}
+
 	static void Fill(FSlot& Slot, const FReply& Reply)
 	{
 		const Http::EConnectionHeader Header = !Slot.bKeepAlive ? Http::EConnectionHeader::Close
@@ -712,10 +731,9 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		{
 			return;
 		}
-		const double Time = Now();
-		bool bSwept = false;
 		while (true)
 		{
+			const double Time = Now();
 			const int Fd = ::accept4(ListenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
 			if (Fd < 0)
 			{
@@ -733,10 +751,10 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 				}
 				return;
 			}
-			if (!bSwept)
+			// What has outstayed its time goes before anything makes room for the newcomer.
+			if (Time != LastSweep)
 			{
 				Sweep(Time);
-				bSwept = true;
 			}
 			if (Connections.size() >= std::max<size_t>(1, Options.MaxConnections))
 			{
@@ -752,6 +770,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			Connection->Fd = Fd;
 			Connection->Events = POLLIN;
 			Connection->LastActivity = Time;
+			Connection->LastProgress = Time;
 			std::weak_ptr<FHttpCore> Weak = weak_from_this();
 			Connection->WatchId = Queue().AddFdWatch(Fd, POLLIN, [Weak, Id = Connection->Id](short Ready) {
 				if (std::shared_ptr<FHttpCore> Self = Weak.lock())
@@ -763,25 +782,32 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		}
 	}
 
-	/** Closes the connection whose client has been quiet longest (an event stream only when nothing else is
-	 *  left: its client reconnects by itself). A client trickling bytes is never quiet for long, but its request
-	 *  runs into its deadline instead. */
+	/** Closes one connection to make room for a new one: first one that has never completed a request (silent,
+	 *  or trickling a request it never finishes), then one idle between requests, an event stream last (its
+	 *  client reconnects by itself); among those, the one longest without progress. A connection whose next
+	 *  request is already waiting in its socket goes after the others of its kind: its client is about to use it. */
 	void EvictIdlest()
 	{
+		const auto Rank = [](const FConnection& C) {
+			int Pending = 0;
+			::ioctl(C.Fd, FIONREAD, &Pending);
+			return (C.IsStream() ? 4 : C.bCompletedRequest ? 2 : 0) + (Pending > 0 ? 1 : 0);
+		};
 		std::shared_ptr<FConnection> Victim;
+		int VictimRank = 0;
 		for (const auto& [Id, Connection] : Connections)
 		{
-			const bool bBetter = !Victim || (Victim->IsStream() && !Connection->IsStream()) ||
-				(Victim->IsStream() == Connection->IsStream() && Connection->LastActivity < Victim->LastActivity);
-			if (bBetter)
+			const int ConnectionRank = Rank(*Connection);
+			if (!Victim || ConnectionRank < VictimRank || (ConnectionRank == VictimRank && Connection->LastProgress < Victim->LastProgress))
 			{
 				Victim = Connection;
+				VictimRank = ConnectionRank;
 			}
 		}
 		if (Victim)
 		{
-			TW_TRANSPORT_LOG(Verbose, "http: closing connection %llu (quiet for %.1f s) to make room for a new one",
-				static_cast<unsigned long long>(Victim->Id), Now() - Victim->LastActivity);
+			TW_TRANSPORT_LOG(Verbose, "http: closing connection %llu (no request completed for %.1f s) to make room for a new one",
+				static_cast<unsigned long long>(Victim->Id), Now() - Victim->LastProgress);
 			DetachStream(*Victim);
 			Close(*Victim);
 		}
@@ -931,10 +957,15 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			TW_TRANSPORT_LOG(Warning, "http: dropping the request in progress on connection %llu, which holds %zu bytes (all together "
 									  "held more than %zu)",
 				static_cast<unsigned long long>(Largest->Id), Largest->Held, Options.MaxBufferedBytes);
+			const size_t Before = TotalHeld;
 			Abandon(Largest, 503, "Service Unavailable: too many unfinished requests are held; this connection's was the largest");
 			if (Largest.get() == &Current)
 			{
 				return false;
+			}
+			if (TotalHeld >= Before)
+			{
+				return true;
 			}
 		}
 		return true;
@@ -944,7 +975,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 	 *  answer is out. A connection with earlier answers still owed is closed without one. */
 	void Abandon(const std::shared_ptr<FConnection>& Connection, int Status, const std::string& Message)
 	{
-		Connection->Parser = Http::FHttpRequestParser(Http::FHttpLimits{});
+		Connection->Parser.Discard();
 		UpdateHeld(*Connection);
 		Connection->bNoMoreRequests = true;
 		Connection->RequestStart = -1.0;
@@ -957,7 +988,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		FSlot& Slot = Connection->Slots.emplace_back();
 		Slot.Seq = Connection->NextSeq++;
 		Slot.bKeepAlive = false;
-		Fill(Slot, Refusal(Status, nullptr, TransportErrorCode, Message));
+		Fill(*Connection, Slot, Refusal(Status, nullptr, TransportErrorCode, Message));
 		Schedule(Connection);
 	}
 
@@ -971,7 +1002,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			bool bHeldBack = false;
 			while (Connection->Fd >= 0 && !bStopped && !Connection->bNoMoreRequests)
 			{
-				if (Connection->Slots.size() >= MaxPipelined || Connection->Unsent() >= Options.MaxUnsentBytes)
+				if (Connection->Slots.size() >= MaxPipelined || Connection->Owed() >= Options.MaxUnsentBytes)
 				{
 					bHeldBack = true;
 					break;
@@ -1001,12 +1032,14 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 					FSlot& Slot = Connection->Slots.emplace_back();
 					Slot.Seq = Connection->NextSeq++;
 					Slot.bKeepAlive = false;
-					Fill(Slot, Refusal(Status, nullptr, TransportErrorCode,
+					Fill(*Connection, Slot, Refusal(Status, nullptr, TransportErrorCode,
 								   Printf("%s: %s", Http::ReasonPhrase(Status), Connection->Parser.GetErrorReason().c_str())));
 					Connection->bNoMoreRequests = true;
 					break;
 				}
 				Connection->RequestStart = Connection->Parser.IsIdle() ? -1.0 : Now();
+				Connection->LastProgress = Now();
+				Connection->bCompletedRequest = true;
 				++Dispatched;
 				Dispatch(Connection, std::move(Request));
 			}
@@ -1034,7 +1067,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		{
 			// Not a byte more of a body we refused: the answer goes out, then the connection closes.
 			Slot.bKeepAlive = false;
-			Connection->Parser = Http::FHttpRequestParser(Http::FHttpLimits{});
+			Connection->Parser.Discard();
 			UpdateHeld(*Connection);
 		}
 		if (!Slot.bKeepAlive)
@@ -1052,7 +1085,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		{
 			if (Waiting.Seq == Seq)
 			{
-				Fill(Waiting, *Reply);
+				Fill(*Connection, Waiting, *Reply);
 				break;
 			}
 		}
@@ -1107,6 +1140,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		while (!Connection.bCloseAfterOut && !Connection.IsStream() && !Connection.Slots.empty() && Connection.Slots.front().bReady)
 		{
 			FSlot& Front = Connection.Slots.front();
+			Connection.ReadyBytes -= std::min(Connection.ReadyBytes, Front.Bytes.size());
 			if (Connection.Unsent() == 0)
 			{
 				Connection.Out.swap(Front.Bytes);
@@ -1130,6 +1164,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		{
 			// Nothing after the last answer goes out; their replies, if still to come, find no slot.
 			Connection.Slots.clear();
+			Connection.ReadyBytes = 0;
 		}
 		while (Connection.Unsent() > 0)
 		{
@@ -1179,7 +1214,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			Want = POLLIN;
 		}
 		else if (!Connection.bPeerClosed && !Connection.bNoMoreRequests && Connection.Slots.size() < MaxPipelined &&
-				 Connection.Unsent() < Options.MaxUnsentBytes)
+				 Connection.Owed() < Options.MaxUnsentBytes)
 		{
 			Want = POLLIN;
 		}
@@ -1233,6 +1268,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 	{
 		std::vector<std::shared_ptr<FConnection>> Expired;
 		std::vector<std::pair<std::shared_ptr<FConnection>, const char*>> Late;
+		LastSweep = Time;
 		for (const auto& [Id, Connection] : Connections)
 		{
 			if (Connection->IsStream())

@@ -55,7 +55,8 @@ struct FHttpOptions
 	/** Clients that initialize and never DELETE would otherwise grow the table without end; past this many
 	 *  sessions the one idle longest is ended (its next request answers 404 and its client initializes again). */
 	size_t MaxSessions = 1024;
-	/** Open connections. A new one past this closes the connection idle longest instead of being refused. */
+	/** Open connections. A new one past this is not refused: it closes another, preferring one that never
+	 *  completed a request, then the one idle longest, an event stream last. */
 	size_t MaxConnections = 256;
 	/** A connection with no request in progress is closed after this many seconds without a byte from its
 	 *  client (checked every second of the host clock and whenever a connection is accepted). */
@@ -69,7 +70,7 @@ struct FHttpOptions
 	size_t MaxBufferedBytes = 64 * 1024 * 1024;
 	/** Answers a client has not read: past this, no further request of its connection is read (or, for an event
 	 *  stream, the stream is closed and the client resumes it from the last event it saw). */
-	size_t MaxUnsentBytes = 256 * 1024;
+	size_t MaxUnsentBytes = 128 * 1024;
 	/** What one connection gets per turn of the game thread's poll, so that one busy client cannot hold up the
 	 *  others or the frame loop. */
 	size_t MaxReadBytesPerTurn = 256 * 1024;
