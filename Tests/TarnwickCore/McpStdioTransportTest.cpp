@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -320,4 +321,33 @@ TEST_F(FStdioTransportTest, AQueueThatKeepsGrowingIsGivenUpWithTheReasonOnTheTra
 	ASSERT_FALSE(TransportLines.empty());
 	EXPECT_NE(TransportLines.back().find("stdio: giving up on the client: it has not read"), std::string::npos) << TransportLines.back();
 	EXPECT_NE(TransportLines.back().find("(the limit is 16384)"), std::string::npos);
+}
+
+TEST_F(FStdioTransportTest, ARequestBurstRunsAFewPerTurnOfThePoll)
+{
+	std::string Burst;
+	for (int Id = 1; Id <= 40; ++Id) Burst += Request(Id, "ping");
+	Send(Burst);
+	const auto Answered = [this] {
+		char Buffer[65536];
+		pollfd In{FromServer[0], POLLIN, 0};
+		while (::poll(&In, 1, 0) > 0)
+		{
+			const ssize_t Got = ::read(FromServer[0], Buffer, sizeof(Buffer));
+			if (Got <= 0) break;
+			Pending.append(Buffer, static_cast<size_t>(Got));
+		}
+		return std::count(Pending.begin(), Pending.end(), '\n');
+	};
+	// One read brings all forty; each turn runs at most sixteen of them, so a frame is never held for long.
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 16);
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 32);
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 40);
+	for (int Id = 1; Id <= 40; ++Id)
+	{
+		EXPECT_EQ(ReadMessage()["id"], Id);
+	}
 }

@@ -68,6 +68,8 @@ constexpr double LingerSeconds = 5.0;
 constexpr size_t MinLingerBytes = 1024 * 1024;
 /** After running out of descriptors, how long accepting pauses before it tries again. */
 constexpr double AcceptPauseSeconds = 1.0;
+/** Backlogged connections served per turn of the poll: with a couple of requests each, a turn stays short. */
+constexpr size_t BacklogTurnsPerPoll = 16;
 /** How long a client waits before it reconnects a stream that ended (the SSE retry field). */
 constexpr int StreamRetryMilliseconds = 1000;
 
@@ -236,11 +238,14 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 	size_t TotalHeld = 0;
 	/** When Sweep last ran; an accept sweeps again once the clock has moved. */
 	double LastSweep = -1.0;
-	/** Connections with requests already read but not yet run (their turn ran out); served on the next turn.
-	 *  The eventfd stays readable while any wait, which is what brings the next turn round. */
-	std::vector<uint64> Backlog;
+	/** Connections with requests already read but not yet run (their turn ran out), first come first served. A
+	 *  few of them get a turn at the end of each turn of the poll, after every connection with news: a client
+	 *  sending one request at a time is never queued behind clients pipelining many. The eventfd stays readable
+	 *  while any wait, which is what brings the next turn round. */
+	std::deque<uint64> Backlog;
 	int BacklogFd = -1;
 	uint64 BacklogWatch = 0;
+	bool bBacklogPosted = false;
 	/** Notifications from any thread, waiting for the game thread. Locked alone, never with Mutex held. */
 	std::mutex NotesMutex;
 	std::vector<std::pair<std::string, FJson>> Notes;
@@ -556,7 +561,19 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			Deferred.push_back(Connection->Id);
 			return;
 		}
-		Pump(Connection);
+		WriteOut(Connection);
+	}
+
+	/** Sends what is ready. Requests already read wait for the connection's next turn: an answer going out
+	 *  never starts more work, or a client pipelining requests would be served all at once. */
+	void WriteOut(const std::shared_ptr<FConnection>& Connection)
+	{
+		Flush(*Connection);
+		if (Connection->Fd >= 0 && !Connection->bNoMoreRequests && !Connection->IsStream() && !Connection->Parser.IsIdle() &&
+			Connection->Owed() < Options.MaxUnsentBytes && Connection->Slots.size() < MaxPipelined)
+		{
+			AddToBacklog(*Connection);
+		}
 	}
 
 	// ---- Event streams -----------------------------------------------------------------------------------
@@ -1110,19 +1127,43 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		}
 	}
 
-	/** One more turn for each connection whose requests were already read when its last turn ran out. */
+	/** The backlog's eventfd is ready: its turn is a task, so that it runs after this poll's other callbacks. */
 	void OnBacklogReady()
 	{
 		std::lock_guard Lock(Mutex);
+		if (bBacklogPosted || bStopped)
+		{
+			return;
+		}
+		bBacklogPosted = true;
+		std::weak_ptr<FHttpCore> Weak = weak_from_this();
+		Queue().Post([Weak] {
+			if (std::shared_ptr<FHttpCore> Self = Weak.lock())
+			{
+				Self->ServeBacklog();
+			}
+		});
+	}
+
+	/** A turn each for the connections first in the backlog (at most BacklogTurnsPerPoll of them); those with
+	 *  requests left go to its end. */
+	void ServeBacklog()
+	{
+		std::lock_guard Lock(Mutex);
+		bBacklogPosted = false;
+		if (bStopped)
+		{
+			return;
+		}
 		uint64_t Count = 0;
 		[[maybe_unused]] const ssize_t Got = ::read(BacklogFd, &Count, sizeof(Count));
-		std::vector<uint64> Turn;
-		Turn.swap(Backlog);
 		++Depth;
-		for (const uint64 Id : Turn)
+		for (size_t Turn = 0; Turn < BacklogTurnsPerPoll && !Backlog.empty() && !bStopped; ++Turn)
 		{
+			const uint64 Id = Backlog.front();
+			Backlog.pop_front();
 			const auto Found = Connections.find(Id);
-			if (Found == Connections.end() || bStopped)
+			if (Found == Connections.end())
 			{
 				continue;
 			}
@@ -1132,6 +1173,11 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 		}
 		--Depth;
 		RunDeferred();
+		if (!Backlog.empty() && !bStopped)
+		{
+			const uint64_t One = 1;
+			[[maybe_unused]] const ssize_t Written = ::write(BacklogFd, &One, sizeof(One));
+		}
 	}
 
 	/** Moves ready answers, in request order, into the output and sends as much as the socket takes. */
@@ -1244,7 +1290,7 @@ struct FHttpCore : std::enable_shared_from_this<FHttpCore>
 			if (Found != Connections.end())
 			{
 				const std::shared_ptr<FConnection> Connection = Found->second;
-				Pump(Connection);
+				WriteOut(Connection);
 			}
 		}
 	}

@@ -1,9 +1,10 @@
 // One client on a pair of fds. The input is watched from the game thread's own poll, so a request that arrives
 // wakes exactly one thread, which reads it, runs it and writes the answer: no hand-over between threads on the
-// way. Every reply and notification (from any thread) joins one queue that is written without ever blocking:
-// what the output does not take at once is written when the poll reports it writable. A client that stops
-// reading stops being read from once a megabyte waits; if even then the queue keeps growing (notifications),
-// the session is given up with the reason on stderr, so a stuck client can never stop the frame loop.
+// way. A read that brings many requests runs them a few per turn of the poll, so the frame loop keeps going.
+// Every reply and notification (from any thread) joins one queue that is written without ever blocking: what
+// the output does not take at once is written when the poll reports it writable. A client that stops reading
+// has no further request run once a megabyte waits; if even then the queue keeps growing (notifications), the
+// session is given up with the reason on stderr, so a stuck client can never stop the frame loop.
 #include "GameThread.h"
 #include "Mcp/TarnwickMcpTransportUtils.h"
 #include "Mcp/TarnwickMcpTransports.h"
@@ -15,6 +16,7 @@
 #include <functional>
 #include <mutex>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -184,8 +186,17 @@ struct FStdioTransport::FImpl
 	std::shared_ptr<FStdioChannel> Channel = std::make_shared<FStdioChannel>();
 
 	uint64 WatchId = 0;
+	/** Read but not yet run, from PendingPos on: a read can bring many requests, and they run a turn's share at
+	 *  a time. The eventfd is readable while lines wait, which brings the next turn round. */
+	std::string Pending;
+	size_t PendingPos = 0;
+	int ContinueFd = -1;
+	uint64 ContinueWatch = 0;
+	/** The line being assembled across reads. */
 	std::string Line;
 	bool bSkipping = false;
+	/** The input has reached its end; what is pending still runs. */
+	bool bEof = false;
 	std::atomic<bool> bInputEnded = false;
 	bool bStarted = false;
 
@@ -196,6 +207,11 @@ struct FStdioTransport::FImpl
 		Channel->Options = Options;
 		struct stat Info{};
 		Channel->bOutIsSocket = ::fstat(OutFd, &Info) == 0 && S_ISSOCK(Info.st_mode);
+	}
+
+	~FImpl()
+	{
+		if (ContinueFd >= 0) ::close(ContinueFd);
 	}
 
 	FSessionContext Context() const
@@ -258,11 +274,27 @@ struct FStdioTransport::FImpl
 			Printf("Message too large: the limit is %zu bytes", MaxMessageBytes)));
 	}
 
-	/** Splits what was read into lines; a line over the limit is refused at once and skipped as it streams past. */
-	void Consume(std::string_view Data)
+	bool IsQueueAboveMark() const
 	{
-		while (!Data.empty() && !Channel->bBroken)
+		std::lock_guard Lock(Channel->Mutex);
+		return Channel->Unsent() >= Channel->Options.PauseInputAboveBytes;
+	}
+
+	bool HasPendingLines() const { return PendingPos < Pending.size(); }
+
+	/** Runs the waiting lines, at most a turn's share, and none while the client is behind on its replies. A line
+	 *  over the limit is refused at once and skipped as it streams past. */
+	void Process()
+	{
+		size_t Ran = 0;
+		while (HasPendingLines() && !Channel->bBroken)
 		{
+			if (Ran >= std::max<size_t>(1, Channel->Options.MaxRequestsPerTurn) || IsQueueAboveMark())
+			{
+				break;
+			}
+			std::string_view Data(Pending);
+			Data.remove_prefix(PendingPos);
 			const size_t NewLine = Data.find('\n');
 			const std::string_view Piece = Data.substr(0, NewLine);
 			if (!bSkipping)
@@ -281,68 +313,96 @@ struct FStdioTransport::FImpl
 			}
 			if (NewLine == std::string_view::npos)
 			{
+				PendingPos = Pending.size();
 				break;
 			}
+			PendingPos += NewLine + 1;
 			if (!bSkipping)
+			{
+				HandleLine(Line);
+				++Ran;
+			}
+			Line.clear();
+			bSkipping = false;
+		}
+		if (!HasPendingLines())
+		{
+			Pending.clear();
+			PendingPos = 0;
+		}
+		if (bEof && !HasPendingLines() && !bInputEnded)
+		{
+			// A last message without its newline still counts.
+			if (!bSkipping && !Line.empty() && !Channel->bBroken)
 			{
 				HandleLine(Line);
 			}
 			Line.clear();
-			bSkipping = false;
-			Data.remove_prefix(NewLine + 1);
+			EndInput();
 		}
 	}
 
-	/** Stops or resumes reading requests as the client falls behind on its replies or catches up. */
-	void UpdateInput()
+	/** Reads when nothing is waiting and the client keeps up; asks for another turn while lines wait. */
+	void UpdateWatches()
 	{
 		if (bInputEnded) return;
+		FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
 		std::lock_guard Lock(Channel->Mutex);
 		const bool bPause = !Channel->bClosed && Channel->Unsent() >= Channel->Options.PauseInputAboveBytes;
-		if (bPause == Channel->bInputPaused) return;
-		Channel->bInputPaused = bPause;
-		FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
-		Queue.SetFdWatchEvents(WatchId, bPause ? 0 : POLLIN);
-		Queue.SetFdWatchEvents(Channel->OutWatch, (Channel->Unsent() > 0 || bPause) ? POLLOUT : 0);
-		if (bPause)
+		if (bPause != Channel->bInputPaused)
 		{
-			TW_TRANSPORT_LOG(Verbose, "stdio: %zu bytes of replies unread; reading no further request until the client catches up",
-				Channel->Unsent());
+			Channel->bInputPaused = bPause;
+			Queue.SetFdWatchEvents(Channel->OutWatch, (Channel->Unsent() > 0 || bPause) ? POLLOUT : 0);
+			if (bPause)
+			{
+				TW_TRANSPORT_LOG(Verbose, "stdio: %zu bytes of replies unread; reading no further request until the client catches up",
+					Channel->Unsent());
+			}
+		}
+		Queue.SetFdWatchEvents(WatchId, !bPause && !bEof && !HasPendingLines() ? POLLIN : 0);
+		if (!bPause && (HasPendingLines() || bEof))
+		{
+			const uint64_t One = 1;
+			[[maybe_unused]] const ssize_t Written = ::write(ContinueFd, &One, sizeof(One));
 		}
 	}
 
 	/** Game thread, when the input is readable (or has ended): one read never blocks after poll said so. */
 	void OnReadable()
 	{
-		if (bInputEnded) return;
-		char Chunk[ReadChunkBytes];
-		const ssize_t Got = Channel->bBroken ? 0 : ::read(InFd, Chunk, sizeof(Chunk));
+		if (bInputEnded || bEof) return;
+		// Read straight into the pending buffer, which is empty whenever the input is watched.
+		const size_t Before = Pending.size();
+		Pending.resize(Before + ReadChunkBytes);
+		const ssize_t Got = Channel->bBroken ? 0 : ::read(InFd, Pending.data() + Before, ReadChunkBytes);
+		Pending.resize(Before + (Got > 0 ? static_cast<size_t>(Got) : 0));
 		if (Got < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK))
 		{
 			return;
 		}
-		if (Got > 0)
+		if (Got <= 0)
 		{
-			Consume(std::string_view(Chunk, static_cast<size_t>(Got)));
-			if (!Channel->bBroken)
-			{
-				UpdateInput();
-				return;
-			}
+			bEof = true;
 		}
-		// A last message without its newline still counts.
-		if (!bSkipping && !Line.empty() && !Channel->bBroken)
-		{
-			HandleLine(Line);
-		}
-		Line.clear();
-		EndInput();
+		Process();
+		UpdateWatches();
+	}
+
+	/** Game thread, on the next turn of the poll while lines wait. */
+	void OnContinue()
+	{
+		uint64_t Count = 0;
+		[[maybe_unused]] const ssize_t Got = ::read(ContinueFd, &Count, sizeof(Count));
+		Process();
+		UpdateWatches();
 	}
 
 	void EndInput()
 	{
 		if (bInputEnded.exchange(true)) return;
-		FGameThreadTaskQueue::Get().RemoveFdWatch(WatchId);
+		FGameThreadTaskQueue& Queue = FGameThreadTaskQueue::Get();
+		Queue.RemoveFdWatch(WatchId);
+		Queue.RemoveFdWatch(ContinueWatch);
 		TW_TRANSPORT_LOG(Verbose, "stdio: input ended; session %s finishing", SessionId.c_str());
 	}
 };
@@ -358,6 +418,10 @@ FStdioTransport::~FStdioTransport()
 	if (Impl->WatchId != 0)
 	{
 		Queue.RemoveFdWatch(Impl->WatchId);
+	}
+	if (Impl->ContinueWatch != 0)
+	{
+		Queue.RemoveFdWatch(Impl->ContinueWatch);
 	}
 	{
 		std::lock_guard Lock(Impl->Channel->Mutex);
@@ -392,9 +456,11 @@ void FStdioTransport::Start()
 		Out->OutWatch = Queue.AddFdWatch(Out->OutFd, 0, [Out](short) { Out->OnWritable(); });
 		std::weak_ptr<FImpl> Weak = Impl;
 		Out->OnDrained = [Weak] {
-			if (std::shared_ptr<FImpl> State = Weak.lock()) State->UpdateInput();
+			if (std::shared_ptr<FImpl> State = Weak.lock()) State->UpdateWatches();
 		};
 	}
+	Impl->ContinueFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+	Impl->ContinueWatch = Queue.AddFdWatch(Impl->ContinueFd, POLLIN, [State = Impl](short) { State->OnContinue(); });
 	Impl->WatchId = Queue.AddFdWatch(Impl->InFd, POLLIN, [State = Impl](short) { State->OnReadable(); });
 }
 

@@ -12,12 +12,14 @@ namespace Tarnwick::Mcp
 {
 struct FStdioOptions
 {
-	/** Past this many bytes of replies the client has not read, no further request is read from it until it
+	/** Past this many bytes of replies the client has not read, no further request is run or read until it
 	 *  catches up: a client that stops reading cannot make us queue without end. */
 	size_t PauseInputAboveBytes = 1024 * 1024;
 	/** Past this many unread bytes (notifications keep coming while input is paused) the session is given up,
 	 *  with the reason on the transport log, and the transport finishes. */
 	size_t MaxQueuedBytes = 16 * 1024 * 1024;
+	/** Requests run per turn of the game thread's poll; the rest of a read waits for the next turn. */
+	size_t MaxRequestsPerTurn = 16;
 };
 
 /** Reads requests from an input fd, writes one response per line to an output fd. The input is watched from
@@ -74,7 +76,7 @@ struct FHttpOptions
 	/** What one connection gets per turn of the game thread's poll, so that one busy client cannot hold up the
 	 *  others or the frame loop. */
 	size_t MaxReadBytesPerTurn = 256 * 1024;
-	size_t MaxRequestsPerTurn = 4;
+	size_t MaxRequestsPerTurn = 1;
 	/** Events kept per session for a client that reconnects its stream with Last-Event-ID. */
 	size_t StreamReplayEvents = 256;
 	/** A comment line sent on idle event streams this often, so that a peer that vanished is noticed. */
