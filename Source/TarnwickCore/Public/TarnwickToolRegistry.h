@@ -24,7 +24,6 @@ struct FTarnwickToolAnnotations
 	static FTarnwickToolAnnotations ReadOnly() { return {true, false, true, false}; }
 	static FTarnwickToolAnnotations Mutating(bool bIdempotent = false) { return {false, false, bIdempotent, false}; }
 	static FTarnwickToolAnnotations Destructive(bool bIdempotent = false) { return {false, true, bIdempotent, false}; }
-	bool IsEmpty() const { return !ReadOnlyHint && !DestructiveHint && !IdempotentHint && !OpenWorldHint; }
 	/** True when every hint is given. */
 	bool IsComplete() const { return ReadOnlyHint && DestructiveHint && IdempotentHint && OpenWorldHint; }
 };

@@ -3,6 +3,8 @@
 // a description that promises a clamp or default states what the handler enforces.
 #include "TarnwickActionCatalogue.h"
 
+#include "Viewport/ViewportRules.h"
+
 #include <utility>
 
 namespace
@@ -68,6 +70,14 @@ FTarnwickParamShape Size2()
 FTarnwickParamShape ListOf(const char* ItemType)
 {
 	return FTarnwickParamShape::ArrayOf(ItemType);
+}
+
+/** The names set_view_mode accepts, from the rule that reads them. */
+FTarnwickParamShape ViewModes()
+{
+	std::vector<std::string> Names;
+	for (const Tarnwick::Viewport::FViewModeName& Mode : Tarnwick::Viewport::GetViewModeNames()) Names.emplace_back(Mode.Name);
+	return FTarnwickParamShape::OneOf(std::move(Names));
 }
 
 /** The `_debug` switch shared by the actions that can explain themselves. */
@@ -178,7 +188,8 @@ struct FSmokeOptions
 	FTarnwickParamSpec FailFast = Opt("fail_fast", "bool",
 		"Mark the session as soon as an error-severity expectation can no longer pass. Default false.", "false");
 	FTarnwickParamSpec Clock = Shaped(Opt("clock", "string",
-		"Session clock: game (world time, follows pause and dilation) or wall. Default game.", "game"), FTarnwickParamShape::OneOf({"game", "wall"}));
+		"Session clock: game (world time, follows pause and dilation) or wall. Default game.", "game"),
+			FTarnwickParamShape::OneOf({"game", "wall"}));
 	FTarnwickParamSpec Settle = Opt("settle", "bool",
 		"Hold the session clock until loading, streaming and compilation are quiet. Default true.", "true");
 	FTarnwickParamSpec SettleTimeout = Opt("settle_timeout", "number",
@@ -279,7 +290,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"Report loaded packages with unsaved changes (UPackage::IsDirty), optionally scoped to one or more /Game "
 			"path prefixes.",
 			{
-				Shaped(Opt("scope_paths", "array", "Long package path prefixes to report, such as /Game/Maps; omitted = all."), ListOf("string")),
+				Shaped(Opt("scope_paths", "array", "Long package path prefixes to report, such as /Game/Maps; omitted = all."),
+					ListOf("string")),
 				Opt("include_transient", "bool", "Also report transient (not disk-backed) packages. Default false.",
 					"false"),
 				Opt("include_maps", "bool", "Report map packages. Default true.", "true"),
@@ -288,11 +300,13 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("save_packages", "packages", Destructive,
 			"Save the requested packages to disk (UPackage::SavePackage + FSavePackageArgs).",
 			{
-				Shaped(Req("packages", "array", "Long package names to save, such as /Game/Maps/M_Arena."), ListOf("string")),
+				Shaped(Req("packages", "array", "Long package names to save, such as /Game/Maps/M_Arena."),
+					ListOf("string")),
 				Opt("fail_on_unrequested_dirty", "bool",
 					"Refuse to save when packages other than the requested ones are dirty. Default false.", "false"),
 				Shaped(Opt("scope_paths", "array",
-					"Path prefixes that limit the unrequested-dirty check; omitted = every loaded package."), ListOf("string")),
+					"Path prefixes that limit the unrequested-dirty check; omitted = every loaded package."),
+						ListOf("string")),
 				Opt("dry_run", "bool", "Report what would be saved without writing anything. Default false.", "false"),
 			}),
 		Entry("run_pie_smoke", "smoke", Mutating,
@@ -414,11 +428,15 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 					"{location, scale, mesh}; default a 50x50 m plane (/Engine/BasicShapes/Plane) at the origin."),
 				Opt("nav_bounds", "object", "{location, extent}; default centred at the origin with extent [3000,3000,500]."),
 				Opt("camera", "object", "{location, rotation} of a camera actor to spawn."),
-				Shaped(Opt("target_points", "array", "[{name, location}] target points, also the navigation validation points."), ListOf("object")),
-				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."), ListOf("object")),
-				Shaped(Opt("validate_pairs", "array", "[{from, to}] target point names that must be joined by a navigation path."), ListOf("object")),
+				Shaped(Opt("target_points", "array", "[{name, location}] target points, also the navigation validation points."),
+					ListOf("object")),
+				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
+					ListOf("object")),
+				Shaped(Opt("validate_pairs", "array", "[{from, to}] target point names that must be joined by a navigation path."),
+					ListOf("object")),
 				Opt("game_mode_override", "string", "GameMode class path set as the map's GameMode override."),
-				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."), ListOf("object")),
+				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
+					ListOf("object")),
 				Opt("nav_timeout", "number", "Seconds to wait for navigation generation. Default 30.", "30"),
 			}),
 		Entry("author_map_settings", "maps", Mutating,
@@ -427,8 +445,10 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				OptAsset("path", "Map to open first as the editor world; omitted = the currently open map."),
 				Opt("game_mode_override", "string", "GameMode class path set as the map's GameMode override."),
-				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."), ListOf("object")),
-				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."), ListOf("object")),
+				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
+					ListOf("object")),
+				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
+					ListOf("object")),
 				Opt("save", "bool", "Save the map afterwards. Default false.", "false"),
 			}),
 		Entry("capture_scene_preview", "capture", Idempotent,
@@ -436,7 +456,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"scene.",
 			{
 				Req("asset_path", "string", "Asset to render."),
-				Shaped(Req("asset_type", "string", "niagara, material, static_mesh, skeletal_mesh or widget."), FTarnwickParamShape::OneOf({"niagara", "material", "static_mesh", "skeletal_mesh", "widget"})),
+				Shaped(Req("asset_type", "string", "niagara, material, static_mesh, skeletal_mesh or widget."),
+					FTarnwickParamShape::OneOf({"niagara", "material", "static_mesh", "skeletal_mesh", "widget"})),
 				Opt("preview_mesh", "string", "Mesh a material is shown on: plane, sphere or cube. Default plane.",
 					"plane"),
 				Opt("seek_time", "number", "Seconds to advance a Niagara simulation or skeletal animation. Default 0.",
@@ -444,7 +465,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("animation_path", "string", "skeletal_mesh only: animation sequence to pose with at seek_time."),
 				Opt("scale", "number", "widget only: DPI multiplier, at least 0.01. Default 1.", "1.0"),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing (fov default 60)."),
-				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("output_path", "string",
 					"PNG path, absolute or project-relative; default under Saved/Screenshots/Tarnwick."),
 			}),
@@ -465,9 +487,11 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("capture_material_grid", "capture", Idempotent,
 			"Render N materials side-by-side on identical preview meshes in ONE scene, ONE camera, ONE PNG.",
 			{
-				Shaped(Req("material_paths", "array", "1 to 16 UMaterialInterface paths, one grid cell each."), FTarnwickParamShape::ArrayOf("string", 1, 16)),
+				Shaped(Req("material_paths", "array", "1 to 16 UMaterialInterface paths, one grid cell each."),
+					FTarnwickParamShape::ArrayOf("string", 1, 16)),
 				Opt("output_path", "string", "PNG path; default Saved/Screenshots/Tarnwick/CaptureMaterialGrid/<timestamp>.png."),
-				Shaped(Opt("resolution", "array", "[width, height] of the whole grid. Default [1024,1024].", "[1024,1024]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of the whole grid. Default [1024,1024].", "[1024,1024]"),
+					Size2()),
 				Opt("columns", "integer", "Grid columns; default ceil(sqrt(material count))."),
 				Opt("preview_mesh", "string", "sphere, plane or cube. Default sphere.", "sphere"),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
@@ -477,9 +501,11 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"shader_complexity) to PNG.",
 			{
 				Req("asset_path", "string", "Static mesh path."),
-				Shaped(Req("mode", "string", "wireframe, normals, uv_density, lightmap_density or shader_complexity."), FTarnwickParamShape::OneOf({"wireframe", "normals", "uv_density", "lightmap_density", "shader_complexity"})),
+				Shaped(Req("mode", "string", "wireframe, normals, uv_density, lightmap_density or shader_complexity."),
+					FTarnwickParamShape::OneOf({"wireframe", "normals", "uv_density", "lightmap_density", "shader_complexity"})),
 				Opt("output_path", "string", "PNG path; default Saved/Screenshots/Tarnwick/CaptureWithOverlay/<timestamp>.png."),
-				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
 			}),
 		Entry("capture_sequence_frames", "capture", Idempotent,
@@ -489,7 +515,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Req("asset_type", "string", "Kind of asset, as for capture_scene_preview (e.g. niagara)."),
 				Shaped(Req("timestamps", "array", "Seconds at which to capture a frame."), ListOf("number")),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
-				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("output_dir", "string", "Folder for the frames; default under Saved/Screenshots/Tarnwick."),
 				Opt("filename_prefix", "string", "Prefix of the frame file names. Default frame.", "frame"),
 				Opt("persistent", "bool", "Keep one simulation running across the timestamps instead of restarting it."),
@@ -500,12 +527,14 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				ReqAsset("asset_path", "Animation sequence, blend space or animation blueprint."),
 				OptAsset("skeletal_mesh", "Skeletal mesh to animate; default the animation's preview mesh."),
-				Shaped(Opt("time_samples", "array", "Seconds at which to render; omitted = count frames spread over duration."), ListOf("number")),
+				Shaped(Opt("time_samples", "array", "Seconds at which to render; omitted = count frames spread over duration."),
+					ListOf("number")),
 				Opt("count", "integer", "Number of evenly spaced frames when time_samples is omitted. Default 8.", "8"),
 				Opt("duration", "number", "Seconds the frames span; default the animation's length."),
 				Opt("blend_params", "object", "Blend space input values, such as {\"x\": 150, \"y\": 0}."),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
-				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+					Size2()),
 				OptDisk("output_dir", "Folder for the frames; default under Saved/Screenshots/Tarnwick."),
 				Opt("filename_prefix", "string", "Prefix of the frame file names. Default frame.", "frame"),
 			}),
@@ -521,7 +550,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Shaped(Req("frame_paths", "array", "Frame image files on disk, in playback order."), ListOf("string")),
 				Req("dest_path", "string", "Asset path of the atlas texture."),
-				Shaped(Req("grid", "array", "[columns, rows] of the atlas."), FTarnwickParamShape::Exactly(2, "integer")),
+				Shaped(Req("grid", "array", "[columns, rows] of the atlas."),
+					FTarnwickParamShape::Exactly(2, "integer")),
 				Opt("srgb", "bool", "Import the atlas as sRGB. Default true.", "true"),
 				Opt("no_mipmaps", "bool", "Import without mipmaps. Default true.", "true"),
 				Opt("delete_sources", "bool", "Delete the frame files after stitching. Default true.", "true"),
@@ -531,7 +561,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"Delete UE assets by path.",
 			{
 				Shaped(Req("asset_paths", "array", "Asset paths to delete."), ListOf("string")),
-				Shaped(Opt("allowed_prefixes", "array", "Only delete assets under these path prefixes."), ListOf("string")),
+				Shaped(Opt("allowed_prefixes", "array", "Only delete assets under these path prefixes."),
+					ListOf("string")),
 				Opt("force", "bool", "Delete even when other assets still reference them. Default false.", "false"),
 			}),
 		Entry("get_viewport_info", "viewport", ReadOnly,
@@ -552,7 +583,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Req("command", "string", "One console command; chaining and commands that end or crash the editor are refused."),
 				Shaped(Opt("target", "string",
-					"auto (PIE when a session is active, else the editor), editor or pie. Default auto.", "auto"), FTarnwickParamShape::OneOf({"auto", "editor", "pie"})),
+					"auto (PIE when a session is active, else the editor), editor or pie. Default auto.", "auto"),
+						FTarnwickParamShape::OneOf({"auto", "editor", "pie"})),
 			}),
 		Entry("capture_viewport", "capture", Mutating,
 			"Capture a PNG screenshot of the live level viewport.",
@@ -624,7 +656,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Shaped(Req("mode", "string",
 					"lit, unlit, wireframe, detail_lighting, lighting_only, shader_complexity, lightmap_density, "
-					"reflections, collision_pawn, collision_visibility, lod or quad_overdraw."), FTarnwickParamShape::OneOf({"lit", "unlit", "wireframe", "detail_lighting", "lighting_only", "shader_complexity", "lightmap_density", "reflections", "collision_pawn", "collision_visibility", "lod", "quad_overdraw"})),
+					"reflections, collision_pawn, collision_visibility, lod or quad_overdraw."), ViewModes()),
 			}),
 		Entry("toggle_realtime", "viewport", Mutating,
 			"Toggle the viewport's realtime flag.",
@@ -768,11 +800,13 @@ std::vector<FTarnwickActionSpec> MakeEditorReflection()
 			"array).",
 			{
 				Opt("map_path", "string", "Level to open first; omitted = the currently open level."),
-				Shaped(Opt("waypoints", "array", "[{location, rotation}] camera transforms to render from."), ListOf("object")),
+				Shaped(Opt("waypoints", "array", "[{location, rotation}] camera transforms to render from."),
+					ListOf("object")),
 				Opt("asset_path", "string", "Data asset whose `waypoints` array supplies the transforms."),
 				Req("output_dir", "string", "Folder for the screenshots."),
 				Opt("filename_prefix", "string", "Prefix of the file names. Default wp.", "wp"),
-				Shaped(Opt("resolution", "array", "[width, height] of each screenshot. Default [1280,720].", "[1280,720]"), Size2()),
+				Shaped(Opt("resolution", "array", "[width, height] of each screenshot. Default [1280,720].", "[1280,720]"),
+					Size2()),
 				Opt("fov", "number", "Field of view in degrees. Default 90.", "90"),
 				Opt("format", "string", "Image format. Default png.", "png"),
 				Debug(),
@@ -874,7 +908,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMapsAndModules()
 		Entry("get_module_status", "modules", ReadOnly,
 			"Report plugin-enabled + module-loaded status for Brindle (or arbitrary) modules.",
 			{
-				Shaped(Opt("module_names", "array", "Module names to report; omitted = the Brindle modules."), ListOf("string")),
+				Shaped(Opt("module_names", "array", "Module names to report; omitted = the Brindle modules."),
+					ListOf("string")),
 			}),
 	});
 }
