@@ -11,7 +11,6 @@
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
 #include "TarnwickEditorModule.h"
-#include "TarnwickLog.h"
 #include "TarnwickToolRegistry.h"
 #include "Ticker.h"
 
@@ -197,7 +196,6 @@ int RunServe(const FServeOptions& Options)
 				Options.Token.empty() ? "" : "(the client reads the token from its TARNWICK_TOKEN environment variable)\n\n");
 			std::fflush(stderr);
 		}
-		TW_TRANSPORT_LOG(Display, "Serving MCP on http://%s/mcp", Bound.c_str());
 	}
 	else
 	{
