@@ -129,17 +129,28 @@ describe('tarnwick serve', { timeout: 180000 }, () => {
   test('make run takes HTTP=, builds only the server, links it at the root, and checks the port', async () => {
     // The preset of the executable under test, so make finds it built and builds nothing.
     const preset = path.basename(path.resolve(path.dirname(TarnwickBin), '../..'));
-    await withTakenPort(async (port) => {
-      const result = await run('make', ['--no-print-directory', 'run', `HTTP=127.0.0.1:${port}`, `PRESET=${preset}`, `PROJECT=${projectDir}`],
-        { cwd: SourceDir, ms: 170000 });
-      assert.notEqual(result.code, 0);
-      const said = result.stdout + result.stderr;
-      assert.match(said, /bootstrap: checking \d+ Debian packages/);
-      assert.match(said, /make: building tarnwick and its libraries/);
-      assert.match(said, new RegExp(`port ${port} on 127\\.0\\.0\\.1 is taken`));
-      assert.doesNotMatch(said, /mcpServers/);
-    });
-    assert.equal(fs.realpathSync(path.join(SourceDir, 'tarnwick')), fs.realpathSync(TarnwickBin));
+    const link = path.join(SourceDir, 'tarnwick');
+    let previous = null;
+    try { previous = fs.readlinkSync(link); } catch { /* no link yet */ }
+    try {
+      await withTakenPort(async (port) => {
+        const result = await run('make', ['--no-print-directory', 'run', `HTTP=127.0.0.1:${port}`, `PRESET=${preset}`, `PROJECT=${projectDir}`],
+          { cwd: SourceDir, ms: 170000 });
+        assert.notEqual(result.code, 0);
+        const said = result.stdout + result.stderr;
+        assert.match(said, /bootstrap: checking \d+ Debian packages/);
+        assert.match(said, /make: building tarnwick and its libraries/);
+        assert.match(said, new RegExp(`port ${port} on 127\\.0\\.0\\.1 is taken`));
+        assert.doesNotMatch(said, /mcpServers/);
+      });
+      assert.equal(fs.realpathSync(link), fs.realpathSync(TarnwickBin));
+    } finally {
+      // Leave the checkout's link as it was: a test of another preset must not repoint it.
+      if (previous !== null) {
+        fs.rmSync(link, { force: true });
+        fs.symlinkSync(previous, link);
+      }
+    }
   });
 
   test('a disabled namespace is named in the instructions and answered by tarnwick call', async () => {
