@@ -139,6 +139,8 @@ export function run(command, args, { env, cwd, input, ms = 60000 } = {}) {
     const timer = setTimeout(() => { child.kill('SIGKILL'); reject(new Error(`${command} ${args.join(' ')} ran past ${ms} ms\n${stderr}`)); }, ms);
     child.once('error', reject);
     child.once('exit', (code, signal) => { clearTimeout(timer); resolve({ code, signal, stdout, stderr }); });
+    // A command that exits before reading its input (a refusal at start-up) leaves the pipe broken: no matter.
+    child.stdin.on('error', () => {});
     child.stdin.end(input ?? '');
   });
 }
