@@ -83,10 +83,14 @@ TEST(SimControllers, WithoutNavigationAMoveIsAcceptedButThePawnStandsStill)
 	Pawn->SpawnDefaultController();
 	auto* AI = Cast<AAIController>(Pawn->GetController());
 	ASSERT_TRUE(AI);
+	Host->StepFrames(2); // settles onto the floor
+	const FVector Start = Pawn->GetActorLocation();
+	EXPECT_EQ(Start, FVector(0, 0, 88));
 	EXPECT_EQ(AI->MoveToLocation(FVector(600, 0, 92)), EPathFollowingRequestResult::RequestSuccessful);
 	EXPECT_EQ(AI->GetMoveStatus(), EPathFollowingStatus::Moving);
 	Host->StepFrames(30);
-	EXPECT_EQ(Pawn->GetActorLocation(), FVector(0, 0, 92));
+	EXPECT_EQ(Pawn->GetActorLocation(), Start);
+	EXPECT_EQ(Pawn->GetVelocity(), FVector());
 	EXPECT_EQ(AI->GetMoveStatus(), EPathFollowingStatus::Moving);
 	EXPECT_TRUE(AI->GetPathFollowingComponent()->GetPathPoints().empty());
 	AI->StopMovement();

@@ -125,7 +125,7 @@ bool ExecLog(const std::vector<std::string>& Words, FOutputDevice& Ar)
 				ELogVerbosity::Warning);
 			return true;
 		}
-		Category->SetVerbosity(V);
+		Tarnwick::Host::SetLogCategoryVerbosity(Category->GetName(), V);
 	}
 	Print(Ar, Tarnwick::Printf("%s %s", Category->GetName().c_str(), ToString(Category->GetVerbosity())));
 	return true;

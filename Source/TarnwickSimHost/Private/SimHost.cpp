@@ -19,6 +19,7 @@ namespace
 {
 FLogCategory LogInit("LogInit");
 FLogCategory LogEditorServer("LogEditorServer");
+FLogCategory LogInput("LogInput");
 
 double RealSeconds()
 {
@@ -143,6 +144,8 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 		if (auto V = EditorIni->GetString(Viewports, "ViewportWidth")) Settings.ViewportSize.X = std::max(0, std::atoi(V->c_str()));
 		if (auto V = EditorIni->GetString(Viewports, "ViewportHeight")) Settings.ViewportSize.Y = std::max(0, std::atoi(V->c_str()));
 	}
+	std::vector<std::string> InputProblems;
+	if (const FIniFile* InputIni = Host->Project.FindConfig("DefaultInput")) Settings.InputSettings = ParseInputSettings(*InputIni, &InputProblems);
 	if (Options.PIELoadFrames >= 0) Settings.PIELoadFrames = Options.PIELoadFrames;
 	Settings.ModalTimeoutFrames = std::max(0, Options.ModalTimeoutFrames);
 	if (!Options.StartupMap.empty()) StartupMap = Options.StartupMap;
@@ -161,6 +164,10 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	Tarnwick::Host::SetEditor(Host->Editor.get());
 
 	TW_LOG(LogInit, Display, "Running engine for game: %s", Host->Project.Descriptor.Name.c_str());
+	for (const std::string& Problem : InputProblems)
+	{
+		TW_LOG(LogInput, Warning, "Config/DefaultInput.ini: %s; the mapping is ignored", Problem.c_str());
+	}
 	TW_LOG(LogInit, Log, "Project file: %s%s.uproject", Host->Project.Dir.c_str(), Host->Project.Descriptor.Name.c_str());
 	if (Options.ClockMode == ESimClockMode::Virtual)
 	{

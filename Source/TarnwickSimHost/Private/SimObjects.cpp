@@ -1,5 +1,6 @@
 #include "SimObjects.h"
 #include "SimFileUtils.h"
+#include "SimGameplay.h"
 #include "SimPathFollowing.h"
 
 #include "Logging.h"
@@ -36,6 +37,12 @@ void RemapValue(FPropertyValue& Value, const std::unordered_map<const UObject*, 
 	}
 	for (auto& Field : Value.Fields) RemapValue(Field.Value, Map);
 	for (auto& Element : Value.Elements) RemapValue(Element, Map);
+}
+
+void SetMeshBounds(UObject* Mesh, const FVector& Extent)
+{
+	FSimObjectState& State = AsSim(Mesh)->GetSimState();
+	State.Values[static_cast<size_t>(State.Class->IndexOfName("BoundsExtent"))] = FPropertyValue::MakeVector(Extent);
 }
 
 const char* ShortClassName(const std::string& Path)
@@ -160,6 +167,9 @@ UClass* FSimBlueprint::GetParentClass() const { return ParentClass; }
 
 // --- FSimWorld ---
 
+FSimWorld::FSimWorld() = default;
+FSimWorld::~FSimWorld() = default;
+
 std::string FSimWorld::GetPackageName() const { return Package ? Package->GetName() : std::string(); }
 
 std::vector<AActor*> FSimWorld::GetActors() const
@@ -234,14 +244,7 @@ void FSimWorld::Tick(double RealDeltaSeconds)
 	RealTimeSeconds += RealDeltaSeconds;
 	DeltaSeconds = bPaused ? 0.0 : RealDeltaSeconds * GetGlobalTimeDilation();
 	TimeSeconds += DeltaSeconds;
-	if (DeltaSeconds <= 0.0) return;
-	for (AActor* A : Actors)
-	{
-		FSimActorState* S = GetActorState(A);
-		if (!S || !S->Movement || A->IsPendingKill()) continue;
-		const FVector V = SimActorGetVelocity(*S);
-		S->Location = FVector(S->Location.X + V.X * DeltaSeconds, S->Location.Y + V.Y * DeltaSeconds, S->Location.Z + V.Z * DeltaSeconds);
-	}
+	if (Gameplay) Gameplay->Tick(DeltaSeconds);
 }
 
 void FSimWorld::BeginPlay()
@@ -252,6 +255,7 @@ void FSimWorld::BeginPlay()
 	}
 	bBegunPlay = true;
 	bBeganPlayThisFrame = true;
+	if (Gameplay) Gameplay->BeginPlay();
 }
 
 // --- FSimObjectRegistry ---
@@ -602,6 +606,7 @@ UObject* FSimObjectRegistry::LoadEngineContent(const std::string& PackageName)
 		UObject* Package = Create<FSimObject>(PackageClass, nullptr, S.Package);
 		Register(Package, true);
 		UObject* Mesh = NewObject(FindClass("/Script/Engine.StaticMesh"), Package, FPackageName::GetShortName(S.Package));
+		SetMeshBounds(Mesh, FVector(S.Extent[0], S.Extent[1], S.Extent[2]));
 		Register(Mesh, true);
 		return Package;
 	}
@@ -688,6 +693,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		Register(Package, true);
 		UObject* Mesh = NewObject(FindClass(Doc->Type == EAssetDocumentType::StaticMesh ? "/Script/Engine.StaticMesh" : "/Script/Engine.SkeletalMesh"),
 			Package, AssetName);
+		SetMeshBounds(Mesh, Doc->BoundsExtent);
 		Register(Mesh, true);
 		(void)Since;
 		return Package;
@@ -929,6 +935,7 @@ AActor* FSimObjectRegistry::SpawnActor(FSimWorld* World, FSimClass* Class, const
 	State.Scale = Params.Scale;
 	CreateAnimInstances(Actor);
 	if (World->bBegunPlay) State.bBegunPlay = true;
+	if (World->Gameplay) World->Gameplay->OnActorSpawned(Actor);
 	return Actor;
 }
 

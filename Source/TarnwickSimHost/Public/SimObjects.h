@@ -326,9 +326,14 @@ public:
 };
 
 /** Per-frame work of a world: time, and simple movement. */
+class FSimWorldGameplay;
+
 class FSimWorld final : public TSimObject<UWorld>
 {
 public:
+	FSimWorld();
+	~FSimWorld() override;
+
 	EWorldType::Type GetWorldType() const override { return WorldType; }
 	double GetTimeSeconds() const override { return TimeSeconds; }
 	double GetRealTimeSeconds() const override { return RealTimeSeconds; }
@@ -349,7 +354,7 @@ public:
 	double SetGlobalTimeDilation(double Dilation) override;
 	UGameViewportClient* GetGameViewport() const override { return GameViewportClient; }
 
-	/** Advances time by DeltaSeconds of real time and moves characters; nothing before play begins. */
+	/** Advances time by DeltaSeconds of real time and runs the world's gameplay; nothing before play begins. */
 	void Tick(double RealDeltaSeconds);
 	/** Calls BeginPlay on every actor and marks the world begun. */
 	void BeginPlay();
@@ -377,6 +382,8 @@ public:
 	int32 TimeDilationIndex = -1;
 	/** The PIE viewport's client while this is the PIE world (owned by the editor). */
 	UGameViewportClient* GameViewportClient = nullptr;
+	/** Input, movement, AI and behaviour of a PIE world; null for editor worlds. */
+	std::unique_ptr<FSimWorldGameplay> Gameplay;
 };
 
 /** Owns every object; the host's object system. */
