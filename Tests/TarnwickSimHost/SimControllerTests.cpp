@@ -77,7 +77,9 @@ TEST(SimControllers, PossessingTakesThePawnFromItsPreviousController)
 
 TEST(SimControllers, WithoutNavigationAMoveIsAcceptedButThePawnStandsStill)
 {
-	auto Host = MakeArenaHost();
+	FSimHostOptions Options;
+	Options.StartupMap = "/Game/Maps/Arena_NoNav";
+	auto Host = MakeArenaHost(Options);
 	UWorld* World = StartArenaPie(*Host);
 	APawn* Pawn = SpawnPawn(World, "/Game/Blueprints/BP_Hero.BP_Hero_C", FVector(0, 0, 92));
 	Pawn->SpawnDefaultController();

@@ -1,6 +1,7 @@
 #include "SimObjects.h"
 #include "SimFileUtils.h"
 #include "SimGameplay.h"
+#include "SimNavigationSystem.h"
 #include "SimPathFollowing.h"
 
 #include "Logging.h"
@@ -167,8 +168,10 @@ UClass* FSimBlueprint::GetParentClass() const { return ParentClass; }
 
 // --- FSimWorld ---
 
-FSimWorld::FSimWorld() = default;
+FSimWorld::FSimWorld() : NavigationSystem(std::make_unique<FSimNavigationSystem>(*this)) {}
 FSimWorld::~FSimWorld() = default;
+
+UNavigationSystemV1* FSimWorld::GetNavigationSystem() const { return NavigationSystem.get(); }
 
 std::string FSimWorld::GetPackageName() const { return Package ? Package->GetName() : std::string(); }
 
@@ -235,6 +238,8 @@ double FSimWorld::SetGlobalTimeDilation(double Dilation)
 
 void FSimWorld::Tick(double RealDeltaSeconds)
 {
+	// Navigation regenerates in every world, playing or not (the editor's, too).
+	if (NavigationSystem && !bTearingDown) NavigationSystem->TickWorld();
 	if (!bBegunPlay || bTearingDown || bBeganPlayThisFrame)
 	{
 		bBeganPlayThisFrame = false;
@@ -1084,6 +1089,8 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 		}
 		CreateAnimInstances(Actor);
 	}
+	// A map saved with built navigation opens with its navmesh.
+	if (Doc->bNavigationBuilt) World->NavigationSystem->Build();
 	LastMap = std::move(*Doc);
 	return World;
 }
@@ -1138,6 +1145,7 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 		CreateAnimInstances(Copy);
 	}
 	for (FPropertyValue& V : AsSim(World->WorldSettings)->GetSimState().Values) RemapValue(V, Map);
+	World->NavigationSystem->CopyFrom(*Source->NavigationSystem);
 	return World;
 }
 

@@ -287,7 +287,7 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 	std::optional<FSimJson> Json = ParseJsonText(Text, What);
 	if (!Json) return Failed<FMapDocument>(FileLabel, What, OutError);
 	if (!Json->is_object()) return Failed<FMapDocument>(FileLabel, "a map document must be a JSON object", OutError);
-	if (!CheckKeys(*Json, {"Type", "WorldSettings", "StreamingLevels", "WorldPartition", "Actors"}, "", What))
+	if (!CheckKeys(*Json, {"Type", "WorldSettings", "StreamingLevels", "WorldPartition", "Navigation", "Actors"}, "", What))
 	{
 		return Failed<FMapDocument>(FileLabel, What, OutError);
 	}
@@ -309,6 +309,16 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 		if (!ReadInt(*WP, "StreamingFrames", Out.WorldPartitionStreamingFrames, 0, "WorldPartition: ", What))
 		{
 			return Failed<FMapDocument>(FileLabel, What, OutError);
+		}
+	}
+	if (const auto Nav = Json->find("Navigation"); Nav != Json->end())
+	{
+		if (!Nav->is_object()) return Failed<FMapDocument>(FileLabel, "\"Navigation\" must be an object", OutError);
+		if (!CheckKeys(*Nav, {"Built"}, "Navigation: ", What)) return Failed<FMapDocument>(FileLabel, What, OutError);
+		if (const auto Built = Nav->find("Built"); Built != Nav->end())
+		{
+			if (!Built->is_boolean()) return Failed<FMapDocument>(FileLabel, "Navigation: \"Built\" must be true or false", OutError);
+			Out.bNavigationBuilt = Built->get<bool>();
 		}
 	}
 	if (const auto Levels = Json->find("StreamingLevels"); Levels != Json->end())

@@ -327,6 +327,7 @@ public:
 
 /** Per-frame work of a world: time, and simple movement. */
 class FSimWorldGameplay;
+class FSimNavigationSystem;
 
 class FSimWorld final : public TSimObject<UWorld>
 {
@@ -353,6 +354,7 @@ public:
 	double GetGlobalTimeDilation() const override;
 	double SetGlobalTimeDilation(double Dilation) override;
 	UGameViewportClient* GetGameViewport() const override { return GameViewportClient; }
+	UNavigationSystemV1* GetNavigationSystem() const override;
 
 	/** Advances time by DeltaSeconds of real time and runs the world's gameplay; nothing before play begins. */
 	void Tick(double RealDeltaSeconds);
@@ -384,6 +386,8 @@ public:
 	UGameViewportClient* GameViewportClient = nullptr;
 	/** Input, movement, AI and behaviour of a PIE world; null for editor worlds. */
 	std::unique_ptr<FSimWorldGameplay> Gameplay;
+	/** Every world has one; it has a navmesh once something built it. */
+	std::unique_ptr<FSimNavigationSystem> NavigationSystem;
 };
 
 /** Owns every object; the host's object system. */

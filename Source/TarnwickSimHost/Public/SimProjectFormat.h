@@ -84,6 +84,8 @@ struct FMapDocument
 	std::vector<FStreamingLevelDocument> StreamingLevels;
 	/** Frames world-partition streaming stays busy after load (0 without world partition). */
 	int32 WorldPartitionStreamingFrames = 0;
+	/** The map was saved with its navigation built ("Navigation": {"Built": true}). */
+	bool bNavigationBuilt = false;
 	std::vector<FActorDocument> Actors;
 };
 
