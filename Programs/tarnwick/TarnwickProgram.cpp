@@ -8,6 +8,7 @@
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
 #include "TarnwickEditorModule.h"
+#include "TarnwickGameplayModule.h"
 #include "TarnwickLog.h"
 #include "TarnwickToolRegistry.h"
 #include "Ticker.h"
@@ -64,11 +65,13 @@ public:
 		}
 		CoreTools::Register();
 		EditorModule.StartupModule();
+		GameplayModule.StartupModule();
 		return true;
 	}
 
 	~FRuntime()
 	{
+		if (Host) GameplayModule.ShutdownModule();
 		if (Host) EditorModule.ShutdownModule();
 		CoreTools::Unregister();
 		Host.reset();
@@ -81,6 +84,7 @@ private:
 	FOutputDeviceStdErr StdErr;
 	std::unique_ptr<Sim::FSimHost> Host;
 	FTarnwickEditorModule EditorModule;
+	FTarnwickGameplayModule GameplayModule;
 };
 
 bool SplitHostPort(const std::string& Address, std::string& OutHost, int& OutPort)

@@ -1,0 +1,47 @@
+// The module frame: the three namespaces registered with their catalogue entries and schemas, removed at
+// shutdown, and parameters an action does not take refused before its handler runs.
+#include "Catalogue/GameplayCatalogue.h"
+#include "GameplayTestFixture.h"
+
+using namespace Tarnwick::Gameplay;
+using Tarnwick::Gameplay::Test::FGameplayTest;
+
+TEST_F(FGameplayTest, EveryCatalogueEntryIsAToolWithItsSchema)
+{
+	FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
+	const std::vector<std::string> Expected = {"pie_key_down", "pie_key_up", "pie_press_key", "pie_mouse_move", "pie_click",
+		"ai_runtime_get_all_bb_values", "ai_get_move_status", "ai_get_navmesh_stats", "ai_add_nav_bounds_volume", "ai_rebuild_navigation",
+		"ai_build_navigation", "ai_validate_nav_points", "gas_get_attribute_value"};
+	std::vector<std::string> Tools;
+	for (const FTarnwickActionInfo& Info : Registry.GetAllActions()) Tools.push_back(Info.ToolName());
+	EXPECT_EQ(Tools, Expected);
+	const auto Press = Registry.FindTool("pie.press_key");
+	ASSERT_TRUE(Press);
+	EXPECT_EQ(Press->Family, "input");
+	EXPECT_EQ(Press->ParamSchema->dump(),
+		R"({"key":{"type":"string","description":")" + GetGameplayCatalogue()[2].Params[0].Description +
+			R"(","required":true},"hold_ms":{"type":"integer","description":"Milliseconds to hold the key, clamped to 0-500; 0 presses and releases in the same frame.","required":false,"default":"0"},"modifiers":{"type":"array","description":"Modifier keys held around the event: any of Shift, Ctrl, Alt, Cmd.","required":false}})");
+	EXPECT_EQ(Registry.FindTool("ai_get_navmesh_stats")->Annotations.ReadOnlyHint, std::optional<bool>(true));
+	EXPECT_EQ(Registry.FindTool("gas_get_attribute_value")->Family, "attributes");
+}
+
+TEST_F(FGameplayTest, ShutdownRemovesTheNamespacesAndAStartIsIdempotent)
+{
+	Module->Get().StartupModule();
+	EXPECT_EQ(FTarnwickToolRegistry::Get().GetActions("pie").size(), 5u);
+	Module->Get().ShutdownModule();
+	EXPECT_TRUE(FTarnwickToolRegistry::Get().GetAllActions().empty());
+	EXPECT_FALSE(Call("ai", "get_navmesh_stats").bSuccess);
+	Module->Get().StartupModule();
+	EXPECT_EQ(FTarnwickToolRegistry::Get().GetActions("ai").size(), 7u);
+}
+
+TEST_F(FGameplayTest, ParametersAnActionDoesNotTakeAreRefused)
+{
+	CreateHost();
+	ExpectError("pie", "key_down", FJson{{"key", "W"}, {"hold_ms", 100}}, -32602,
+		"pie.key_down does not take 'hold_ms' (it takes: key, modifiers)");
+	ExpectError("ai", "get_navmesh_stats", FJson{{"actor", "Enemy"}}, -32602, "ai.get_navmesh_stats does not take 'actor' (it takes: world)");
+	// The session id the core adds to every call is not the caller's parameter.
+	EXPECT_TRUE(Call("ai", "get_navmesh_stats", FJson{{"_tarnwick_session_id", "s1"}}).bSuccess);
+}
