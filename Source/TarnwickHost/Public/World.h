@@ -160,6 +160,14 @@ public:
 	virtual bool InputKey(const FInputKeyParams& Params) = 0;
 	/** Whether the key is held down right now. */
 	virtual bool IsInputKeyDown(const FKey& Key) const = 0;
+	/**
+	 * The actor the player's camera looks through: the one set by SetViewTarget while it lives, else the
+	 * possessed pawn, else the controller itself. The camera is the view target's active camera component when it
+	 * has one, else its eyes (a pawn's eye height, looking along the control rotation).
+	 */
+	virtual AActor* GetViewTarget() const = 0;
+	/** Cuts the camera to NewViewTarget at once (no blend); null makes the controller itself the view target. */
+	virtual void SetViewTarget(AActor* NewViewTarget) = 0;
 };
 
 class UActorComponent : public UObject

@@ -39,6 +39,16 @@ const char* ViewModeDisplayName(int32 ViewModeIndex)
 	}
 }
 
+bool FSimViewport::ReadPixels(std::vector<FColor>& OutImageData)
+{
+	OutImageData.clear();
+	if (Size.X < 1 || Size.Y < 1) return false;
+	// Nothing is rendered yet: the render target holds what it was cleared to.
+	FlushRenderingCommands();
+	OutImageData.assign(static_cast<size_t>(Size.X) * static_cast<size_t>(Size.Y), FColor(0, 0, 0, 0));
+	return true;
+}
+
 void FSimViewport::Resize(FIntPoint NewSize)
 {
 	Size = NewSize;

@@ -14,6 +14,7 @@
 #include "SimEditor.h"
 #include "SimObjects.h"
 #include "SimProjectFormat.h"
+#include "SimPythonPlugin.h"
 #include "SimQuiescence.h"
 #include "SimRenderThread.h"
 
@@ -135,6 +136,8 @@ private:
 	std::unique_ptr<FSimQuiescence> Quiescence;
 	std::unique_ptr<FSimRenderThread> RenderThread;
 	std::unique_ptr<FSimEditor> Editor;
+	/** Loaded when the project enables the Python plug-in. */
+	std::unique_ptr<FSimPythonPlugin> PythonPlugin;
 	std::atomic<uint64> FrameCounter{0};
 	double DeltaTime = 0.0;
 	double LastFrameStart = -1.0;

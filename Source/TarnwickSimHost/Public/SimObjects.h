@@ -300,8 +300,13 @@ public:
 	bool InputKey(const FInputKeyParams& Params) override;
 	bool IsInputKeyDown(const FKey& Key) const override { return Input.IsKeyDown(Key); }
 
+	AActor* GetViewTarget() const override;
+	void SetViewTarget(AActor* NewViewTarget) override;
+
 	/** Key state and the events of the current frame; the world's tick turns them into movement. */
 	FSimPlayerInput Input;
+	/** Set by SetViewTarget; unset (or destroyed) falls back to the pawn. */
+	FWeakObjectPtr ViewTarget;
 };
 
 class FSimPathFollowingComponent;

@@ -16,6 +16,7 @@ class FSimViewport final : public FViewport
 public:
 	FIntPoint GetSizeXY() const override { return Size; }
 	void Invalidate() override { bInvalidated = true; }
+	bool ReadPixels(std::vector<FColor>& OutImageData) override;
 
 	/** Changes the size; the next draw reallocates render targets. */
 	void Resize(FIntPoint NewSize);
