@@ -1,6 +1,7 @@
 #include "SimGameplay.h"
 
 #include "NavigationSystem.h"
+#include "SimAbilitySystem.h"
 #include "SimPathFollowing.h"
 
 #include <algorithm>
@@ -61,16 +62,26 @@ void FSimWorldGameplay::InitializeActorsForPlay()
 
 void FSimWorldGameplay::BeginPlay()
 {
-	for (AActor* Actor : World.GetActors())
+	// Blackboards first, so that a pawn's BeginPlay may write to its controller's even when the controller was
+	// spawned after it.
+	const std::vector<AActor*> Actors = World.GetActors();
+	for (AActor* Actor : Actors) PrepareForPlay(Actor);
+	for (AActor* Actor : Actors)
 	{
-		if (FSimActorState* S = GetActorState(Actor)) S->BeginPlayTime = World.TimeSeconds;
+		if (!Actor->IsPendingKill()) RunBeginPlayEvents(Actor);
 	}
 }
 
 void FSimWorldGameplay::OnActorSpawned(AActor* Actor)
 {
-	if (FSimActorState* S = GetActorState(Actor)) S->BeginPlayTime = World.TimeSeconds;
 	if (WantsAIController(Actor, false)) Cast<APawn>(Actor)->SpawnDefaultController();
+	// An actor spawned into a playing world begins play at once (one spawned while players log in begins with
+	// the world).
+	if (World.bBegunPlay)
+	{
+		PrepareForPlay(Actor);
+		RunBeginPlayEvents(Actor);
+	}
 }
 
 bool FSimWorldGameplay::ReadMovement(AActor* Pawn, FSimMovementParams& P, FSimMovementState& S) const
@@ -338,5 +349,14 @@ void FSimWorldGameplay::Tick(double DeltaSeconds)
 	{
 		if (auto* AI = dynamic_cast<FSimAIController*>(A); AI && !AI->IsPendingKill()) CheckArrival(*AI);
 	}
+	for (AActor* A : Actors)
+	{
+		if (A->IsPendingKill()) continue;
+		for (UActorComponent* C : GetActorState(A) ? GetActorState(A)->Components : std::vector<UActorComponent*>())
+		{
+			if (auto* Asc = dynamic_cast<FSimAbilitySystemComponent*>(C)) Asc->TickEffects(World.TimeSeconds);
+		}
+	}
+	RunTimedEvents(Actors);
 }
 }

@@ -1,5 +1,8 @@
 #include "SimHost.h"
+#include "SimAbilitySystem.h"
+#include "SimBlackboard.h"
 #include "SimFileUtils.h"
+#include "SimPathFollowing.h"
 
 #include "GameThread.h"
 #include "Logging.h"
@@ -353,6 +356,13 @@ FSimJson FSimHost::DumpState() const
 				CJ["class"] = C->GetClass()->GetPathName();
 				CJ["properties"] = DumpObjectValues(C);
 				if (UObject* Anim = SimGetObjectProperty(C, "AnimScriptInstance")) CJ["anim_instance"] = DumpObjectValues(Anim);
+				if (const auto* Asc = dynamic_cast<const FSimAbilitySystemComponent*>(C)) CJ["attributes"] = Asc->Describe();
+				if (const auto* Blackboard = dynamic_cast<const FSimBlackboardComponent*>(C)) CJ["blackboard"] = Blackboard->Describe();
+				if (const auto* Follow = dynamic_cast<const FSimPathFollowingComponent*>(C))
+				{
+					CJ["path_following"] = {{"status", ::LexToString(Follow->Status)}, {"next", Follow->NextIndex},
+						{"points", Follow->Path.size()}, {"last_result", ::LexToString(Follow->LastResult)}};
+				}
 				Components.push_back(std::move(CJ));
 			}
 			A["components"] = std::move(Components);

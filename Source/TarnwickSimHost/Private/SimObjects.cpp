@@ -1,4 +1,6 @@
 #include "SimObjects.h"
+#include "SimAbilitySystem.h"
+#include "SimBlackboard.h"
 #include "SimFileUtils.h"
 #include "SimGameplay.h"
 #include "SimNavigationSystem.h"
@@ -44,6 +46,25 @@ void SetMeshBounds(UObject* Mesh, const FVector& Extent)
 {
 	FSimObjectState& State = AsSim(Mesh)->GetSimState();
 	State.Values[static_cast<size_t>(State.Class->IndexOfName("BoundsExtent"))] = FPropertyValue::MakeVector(Extent);
+}
+
+/** Events of Base followed by those of Extra. */
+std::shared_ptr<const FSimEventGraph> CombineGraphs(const std::shared_ptr<const FSimEventGraph>& Base, const std::shared_ptr<const FSimEventGraph>& Extra)
+{
+	if (!Base) return Extra;
+	if (!Extra) return Base;
+	auto Out = std::make_shared<FSimEventGraph>(*Base);
+	Out->Events.insert(Out->Events.end(), Extra->Events.begin(), Extra->Events.end());
+	return Out;
+}
+
+FSimAbilitySystemComponent* FindAbilitySystem(const FSimActorState& State)
+{
+	for (UActorComponent* C : State.Components)
+	{
+		if (auto* Asc = dynamic_cast<FSimAbilitySystemComponent*>(C)) return Asc;
+	}
+	return nullptr;
 }
 
 const char* ShortClassName(const std::string& Path)
@@ -691,6 +712,34 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 	if (!Doc) return Fail(Error, 0);
 
 	const std::string AssetName = FPackageName::GetShortName(PackageName);
+	if (Doc->Type == EAssetDocumentType::BlackboardData)
+	{
+		UObject* Package = Create<FSimObject>(PackageClass, nullptr, PackageName);
+		Register(Package, true);
+		auto* Data = Create<FSimBlackboardData>(FindClass("/Script/AIModule.BlackboardData"), Package, AssetName);
+		Data->Keys = Doc->BlackboardKeys;
+		Register(Data, true);
+		return Package;
+	}
+	if (Doc->Type == EAssetDocumentType::DataAsset)
+	{
+		// The asset's class first (a Blueprint class loads its package); it must be a DataAsset.
+		std::string Why;
+		FSimClass* Class = dynamic_cast<FSimClass*>(LoadClass(Doc->DataAssetClass, &Why));
+		if (!Class) return Fail(Tarnwick::Printf("Class '%s' cannot be used: %s", Doc->DataAssetClass.c_str(), Why.c_str()), 0);
+		if (!Class->IsA("/Script/Engine.DataAsset"))
+		{
+			return Fail(Tarnwick::Printf("Class %s is not a DataAsset class (it must derive from /Script/Engine.DataAsset)", Doc->DataAssetClass.c_str()), 0);
+		}
+		const uint64 Since = NextSerial;
+		UObject* Package = Create<FSimObject>(PackageClass, nullptr, PackageName);
+		Register(Package, true);
+		UObject* Asset = NewObject(Class, Package, AssetName);
+		Register(Asset, true);
+		std::string Error2;
+		if (!ApplyJsonProperties(Asset, Doc->DataAssetProperties, nullptr, &Error2)) return Fail("Properties: " + Error2, Since);
+		return Package;
+	}
 	if (Doc->Type == EAssetDocumentType::StaticMesh || Doc->Type == EAssetDocumentType::SkeletalMesh)
 	{
 		const uint64 Since = NextSerial;
@@ -819,6 +868,20 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		}
 		Template->Values = std::move(Scratch.State.Values);
 	}
+	if (Doc->EventGraph && !Class->IsChildOf(ActorClass)) return Fail("EventGraph: only actor Blueprints run an event graph", Since);
+	Class->EventGraph = CombineGraphs(Parent->EventGraph, Doc->EventGraph);
+	Class->AttributeSets = MergeAttributeSets(Parent->AttributeSets, Doc->AttributeSets);
+	if (!Class->AttributeSets.empty())
+	{
+		const bool bHasAsc = std::any_of(Class->Components.begin(), Class->Components.end(),
+			[](const FSimComponentTemplate& T) { return T.Class->IsA("/Script/GameplayAbilities.AbilitySystemComponent"); });
+		if (!bHasAsc)
+		{
+			return Fail(Tarnwick::Printf("AttributeSets: %s has no AbilitySystemComponent to hold them (add one under \"Components\")",
+							Class->GetName().c_str()),
+				Since);
+		}
+	}
 	LoadedBlueprints.push_back(BP);
 	for (const std::string& E : BP->CompileErrors)
 	{
@@ -849,6 +912,18 @@ UActorComponent* FSimObjectRegistry::CreateComponent(FSimClass* Class, UObject* 
 	if (Class->IsA("/Script/AIModule.PathFollowingComponent"))
 	{
 		auto* C = Create<FSimPathFollowingComponent>(Class, Outer, Name);
+		C->Owner = Owner;
+		return C;
+	}
+	if (Class->IsA("/Script/AIModule.BlackboardComponent"))
+	{
+		auto* C = Create<FSimBlackboardComponent>(Class, Outer, Name);
+		C->Owner = Owner;
+		return C;
+	}
+	if (Class->IsA("/Script/GameplayAbilities.AbilitySystemComponent"))
+	{
+		auto* C = Create<FSimAbilitySystemComponent>(Class, Outer, Name);
 		C->Owner = Owner;
 		return C;
 	}
@@ -887,6 +962,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 			const int32 Index = Class->IndexOfName(T.BoundProperty);
 			if (Index >= 0) ActorValues.Values[static_cast<size_t>(Index)].ObjectValue = FWeakObjectPtr(C);
 		}
+	}
+	State.EventGraph = Class->EventGraph;
+	if (!Class->AttributeSets.empty())
+	{
+		if (FSimAbilitySystemComponent* Asc = FindAbilitySystem(State)) Asc->InitAttributes(Class->AttributeSets);
 	}
 	World->Actors.push_back(Actor);
 	return Actor;
@@ -1088,6 +1168,13 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 			if (InstanceIndex >= 0) DestroyObject(CState.Values[static_cast<size_t>(InstanceIndex)].ObjectValue.Get());
 		}
 		CreateAnimInstances(Actor);
+		State.EventGraph = CombineGraphs(State.EventGraph, A.EventGraph);
+		if (!A.AttributeSets.empty())
+		{
+			FSimAbilitySystemComponent* Asc = FindAbilitySystem(State);
+			if (!Asc) return FailRollback(Where + Tarnwick::Printf("AttributeSets: %s has no AbilitySystemComponent to hold them", A.ClassPath.c_str()));
+			Asc->InitAttributes(MergeAttributeSets(AsSim(Actor)->GetSimState().Class->AttributeSets, A.AttributeSets));
+		}
 	}
 	// A map saved with built navigation opens with its navmesh.
 	if (Doc->bNavigationBuilt) World->NavigationSystem->Build();
@@ -1125,9 +1212,11 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 		To.Scale = From.Scale;
 		AsSim(Copy)->GetSimState().Values = AsSim(SourceActor)->GetSimState().Values;
 		Map[SourceActor] = Copy;
+		To.EventGraph = From.EventGraph;
 		for (size_t I = 0; I < From.Components.size() && I < To.Components.size(); ++I)
 		{
 			AsSim(To.Components[I])->GetSimState().Values = AsSim(From.Components[I])->GetSimState().Values;
+			AsSim(To.Components[I])->CopyGameplayStateFrom(*AsSim(From.Components[I]));
 			Map[From.Components[I]] = To.Components[I];
 		}
 		Pairs.emplace_back(SourceActor, Copy);

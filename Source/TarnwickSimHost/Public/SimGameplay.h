@@ -7,6 +7,7 @@
 // input gives the same frames. Game thread only.
 #pragma once
 #include "SimCharacterMovement.h"
+#include "SimEventGraph.h"
 #include "SimObjects.h"
 #include "SimPlayerInput.h"
 
@@ -41,6 +42,14 @@ public:
 	/** The world's static boxes as of the last tick. */
 	const std::vector<FSimBox>& GetBoxes() const { return Boxes; }
 
+	/**
+	 * Runs the actions of one event of Self's graph from From on, as the graph would (SimEventGraphRuntime.cpp);
+	 * an action with a Delay puts itself and the rest off until then.
+	 */
+	void RunActions(AActor* Self, const std::shared_ptr<const FSimEventGraph>& Graph, size_t Event, size_t From = 0, bool bResumed = false);
+	/** Logs a Blueprint runtime error of Self's graph as the engine logs one on LogScript. */
+	void LogRuntimeError(AActor* Self, const std::string& Property, const std::string& Node) const;
+
 private:
 	struct FAnimIndices
 	{
@@ -62,11 +71,31 @@ private:
 	void UpdateAnimInstance(AActor* Pawn);
 	const FAnimIndices& GetAnimIndices(const FSimClass* AnimClass);
 	bool WantsAIController(const AActor* Actor, bool bPlacedInWorld) const;
+	/** Blackboards from their default assets and the event graph's state; then, when asked, BeginPlay events. */
+	void PrepareForPlay(AActor* Actor);
+	void RunBeginPlayEvents(AActor* Actor);
+	/** Delays, timers and reached locations due by the world's time, actors in spawn order. */
+	void RunTimedEvents(const std::vector<AActor*>& Actors);
+	/** Self, Player (the first player's pawn), or an actor's label or name; null when none. */
+	AActor* ResolveTarget(AActor* Self, const std::string& Target) const;
+	void RunAction(AActor* Self, const FSimGraphAction& Action);
 
 	FSimWorld& World;
 	const FSimInputSettings& Input;
 	FMovementIndices Move{};
 	std::unordered_map<const FSimClass*, FAnimIndices> AnimIndexCache;
 	std::vector<FSimBox> Boxes;
+	/** Actions waiting out a Delay: who runs them, where they continue, and when. */
+	struct FDelayedActions
+	{
+		FWeakObjectPtr Self;
+		std::shared_ptr<const FSimEventGraph> Graph;
+		size_t Event = 0;
+		size_t Next = 0;
+		double WakeTime = 0.0;
+		uint64 Order = 0;
+	};
+	std::vector<FDelayedActions> Delayed;
+	uint64 NextDelayOrder = 0;
 };
 }

@@ -51,6 +51,8 @@ public:
 	virtual UObject* AsObject() = 0;
 	/** Marks the object pending kill: weak handles answer null from now on. */
 	virtual void MarkPendingKill() = 0;
+	/** Takes over the C++ state beyond reflected values (attributes, blackboard keys) when a world is duplicated. */
+	virtual void CopyGameplayStateFrom(ISimObject& /*Source*/) {}
 };
 
 ISimObject* AsSim(UObject* Object);
@@ -131,6 +133,10 @@ public:
 	UObject* DefaultObject = nullptr;
 	std::vector<FSimComponentTemplate> Components;
 	FSimBlueprint* GeneratedBy = nullptr;
+	/** Events every instance runs (a Blueprint parent's first); null when there are none. */
+	std::shared_ptr<const FSimEventGraph> EventGraph;
+	/** Attribute sets of the class's ability system component (over a Blueprint parent's). */
+	std::vector<FSimAttributeSetDef> AttributeSets;
 
 private:
 	std::deque<FProperty> OwnProperties;
@@ -175,8 +181,6 @@ public:
 class FSimComponent final : public TSimComponent<UActorComponent>
 {
 };
-
-class FSimEventGraph;
 
 /** What an event of an actor's event graph has done so far (one per event, in graph order). */
 struct FSimGraphEventState
