@@ -2,6 +2,7 @@
 // the editor module and MCP make them.
 #pragma once
 #include "SimHost.h"
+#include "TarnwickEngineUtils.h"
 #include "TarnwickGameplayModuleScope.h"
 #include "TarnwickTestHelpers.h"
 

@@ -156,3 +156,26 @@ TEST(SimClock, SleepingOnTheVirtualClockMovesTimeWithoutAFrame)
 	FPlatformProcess::Sleep(-1.0);
 	EXPECT_DOUBLE_EQ(FPlatformTime::Seconds() - Before, 0.25);
 }
+
+TEST(SimControllers, AutoPossessAIFollowsTheEnginesRulesForPlacedAndSpawnedPawns)
+{
+	auto Host = MakeArenaHost();
+	UWorld* World = StartArenaPie(*Host);
+	// The map's enemy (PlacedInWorldOrSpawned) got its class's controller before play began.
+	auto* Enemy = Cast<APawn>(FindActor(World, "Enemy"));
+	ASSERT_TRUE(Enemy && Enemy->GetController());
+	EXPECT_EQ(Enemy->GetController()->GetClass()->GetPathName(), "/Game/AI/BP_EnemyController.BP_EnemyController_C");
+	// The player's hero (PlacedInWorld, spawned by the GameMode) has only the player controller, and no AI
+	// controller was left standing around.
+	EXPECT_EQ(World->GetFirstPlayerController()->GetPawn()->GetController(), World->GetFirstPlayerController());
+	int AIControllers = 0;
+	for (AActor* A : World->GetActors()) AIControllers += Cast<AAIController>(A) ? 1 : 0;
+	EXPECT_EQ(AIControllers, 1);
+	// Spawned later: the enemy class gets one, the hero class does not.
+	APawn* Spawned = SpawnPawn(World, "/Game/Blueprints/BP_Enemy.BP_Enemy_C", FVector(0, 600, 92));
+	EXPECT_TRUE(Cast<AAIController>(Spawned->GetController()));
+	APawn* Hero = SpawnPawn(World, "/Game/Blueprints/BP_Hero.BP_Hero_C", FVector(0, -600, 92));
+	EXPECT_EQ(Hero->GetController(), nullptr);
+	// The editor world is not played: nothing is possessed there.
+	EXPECT_EQ(Cast<APawn>(FindActor(GEditor->GetEditorWorld(), "Enemy"))->GetController(), nullptr);
+}

@@ -26,7 +26,8 @@ public:
 	void Build() override;
 	void RebuildAll() override;
 	void Tick(float DeltaSeconds) override;
-	bool IsNavigationBuilt() const override { return bHasNavData && DirtyTiles.empty(); }
+	/** Built once, nothing waiting, and somewhere to build: a world without bounds volumes has no navmesh. */
+	bool IsNavigationBuilt() const override { return bHasNavData && DirtyTiles.empty() && Mesh.GetNumTiles() > 0; }
 	bool IsNavigationBuildInProgress() const override { return !DirtyTiles.empty(); }
 	int32 GetNumRemainingBuildTasks() const override { return static_cast<int32>(DirtyTiles.size()); }
 	int32 GetNavMeshTilesCount() const override { return bHasNavData ? Mesh.CountTilesWithData() : 0; }

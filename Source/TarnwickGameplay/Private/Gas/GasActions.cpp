@@ -9,6 +9,7 @@
 #include "TarnwickDiagnostics.h"
 
 #include <algorithm>
+#include <cctype>
 #include <vector>
 
 namespace Tarnwick::Gameplay
@@ -58,6 +59,18 @@ FTarnwickActionResult GetAttributeValue(const FJsonPtr& Params)
 	{
 		return InvalidParam("attribute", Tarnwick::Printf("'%s' has no attribute '%s' (its attributes: %s)", Attribute.AttributeSetName.c_str(),
 											 Attribute.AttributeName.c_str(), List(false).c_str()));
+	}
+	// Names compare without regard to case; the reply spells the attribute as its set declares it.
+	const std::string Wanted = Attribute.GetName();
+	for (const FGameplayAttribute& Held : Asc->GetAllAttributes())
+	{
+		const std::string Name = Held.GetName();
+		if (Name.size() == Wanted.size() && std::equal(Name.begin(), Name.end(), Wanted.begin(), [](char A, char B) {
+				return std::tolower(static_cast<unsigned char>(A)) == std::tolower(static_cast<unsigned char>(B));
+			}))
+		{
+			Attribute = Held;
+		}
 	}
 	FJson Result = FJson::object();
 	Result["actor"] = Actor->GetActorLabel();
