@@ -9,7 +9,7 @@ using Tarnwick::Gameplay::Test::FGameplayTest;
 TEST_F(FGameplayTest, EveryCatalogueEntryIsAToolWithItsSchema)
 {
 	FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
-	const std::vector<std::string> Expected = {"pie_key_down", "pie_key_up", "pie_press_key", "pie_mouse_move", "pie_click",
+	const std::vector<std::string> Expected = {"pie_key_down", "pie_key_up", "pie_press_key", "pie_mouse_move", "pie_click", "pie_get_player_state",
 		"ai_runtime_get_all_bb_values", "ai_get_move_status", "ai_get_navmesh_stats", "ai_add_nav_bounds_volume", "ai_rebuild_navigation",
 		"ai_build_navigation", "ai_validate_nav_points", "gas_get_attribute_value"};
 	std::vector<std::string> Tools;
@@ -28,7 +28,7 @@ TEST_F(FGameplayTest, EveryCatalogueEntryIsAToolWithItsSchema)
 TEST_F(FGameplayTest, ShutdownRemovesTheNamespacesAndAStartIsIdempotent)
 {
 	Module->Get().StartupModule();
-	EXPECT_EQ(FTarnwickToolRegistry::Get().GetActions("pie").size(), 5u);
+	EXPECT_EQ(FTarnwickToolRegistry::Get().GetActions("pie").size(), 6u);
 	Module->Get().ShutdownModule();
 	EXPECT_TRUE(FTarnwickToolRegistry::Get().GetAllActions().empty());
 	EXPECT_FALSE(Call("ai", "get_navmesh_stats").bSuccess);

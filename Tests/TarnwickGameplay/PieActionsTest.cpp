@@ -103,3 +103,21 @@ TEST_F(PieActions, APlayerStillLoadingHasNoControllerToReceiveInput)
 	ASSERT_TRUE(GEditor->GetPlayWorld());
 	ExpectError("pie", "key_down", FJson{{"key", "W"}}, -32603, "The PIE world has no player controller yet");
 }
+
+TEST_F(PieActions, ThePlayersStateShowsWhatTheInputDid)
+{
+	StartPie();
+	Succeed("pie", "key_down", FJson{{"key", "W"}});
+	Host->StepFrames(60);
+	const FJson State = Succeed("pie", "get_player_state");
+	EXPECT_EQ(State["player_controller"], "PlayerController_0");
+	EXPECT_EQ(State["pawn"], "BP_Hero");
+	EXPECT_EQ(State["keys_down"], FJson::array({"W"}));
+	EXPECT_EQ(State["movement_mode"], "MOVE_Walking");
+	EXPECT_NEAR(State["velocity"][0].get<double>(), 500.0, 1e-9);
+	EXPECT_EQ(State["velocity"][1], 0.0);
+	EXPECT_GT(State["location"][0].get<double>(), -500.0);
+	EXPECT_EQ(State["anim_instance"]["GroundSpeed"], 500.0);
+	EXPECT_EQ(State["anim_instance"]["bShouldMove"], true);
+	ExpectError("pie", "get_player_state", FJson{{"actor", "x"}}, -32602, "pie.get_player_state does not take 'actor' (it takes: no parameters)");
+}

@@ -146,3 +146,25 @@ TEST(SimGameplayDeterminism, TwoRunsWithTheSameInputAreTheSameFrameByFrame)
 	for (size_t I = 0; I < First.size(); ++I) ASSERT_EQ(First[I], Second[I]) << "frame " << I;
 	EXPECT_NE(First[30], First[31]) << "the hero is moving";
 }
+
+TEST_F(SimGameplay, InputGivenWhilePausedIsSeenByTheNextFrameThatPlays)
+{
+	World->SetGamePaused(true);
+	Press("SpaceBar");
+	Release("SpaceBar");
+	Press("W");
+	Host->StepFrames(10);
+	EXPECT_EQ(ReadProperty(Movement(), "MovementMode").StringValue, "MOVE_Walking");
+	EXPECT_EQ(Hero->GetVelocity(), FVector());
+	World->SetGamePaused(false);
+	Host->StepFrame();
+	// The tap was too short for Jump (pressed and released before the frame), but W is held.
+	EXPECT_EQ(ReadProperty(Movement(), "MovementMode").StringValue, "MOVE_Walking");
+	EXPECT_GT(Hero->GetVelocity().X, 0.0);
+	World->SetGamePaused(true);
+	Press("SpaceBar");
+	Host->StepFrames(5);
+	World->SetGamePaused(false);
+	Host->StepFrame();
+	EXPECT_EQ(ReadProperty(Movement(), "MovementMode").StringValue, "MOVE_Falling");
+}

@@ -11,7 +11,7 @@ namespace Tarnwick::Gameplay
 {
 using FGameplayHandlerTable = std::map<std::pair<std::string, std::string>, FTarnwickActionHandler>;
 
-/** key_down, key_up, press_key, mouse_move, click. */
+/** key_down, key_up, press_key, mouse_move, click, get_player_state. */
 void AddPieHandlers(FGameplayHandlerTable& Table);
 /** runtime_get_all_bb_values and get_move_status. */
 void AddAiRuntimeHandlers(FGameplayHandlerTable& Table);

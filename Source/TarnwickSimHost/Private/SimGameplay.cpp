@@ -129,10 +129,9 @@ void FSimWorldGameplay::WriteMovement(AActor* Pawn, const FSimMovementState& S)
 	Mode.StringValue = bFalling ? "MOVE_Falling" : "MOVE_Walking";
 }
 
-void FSimWorldGameplay::ProcessPlayerInput(FSimPlayerController& PC, bool bApply)
+void FSimWorldGameplay::ProcessPlayerInput(FSimPlayerController& PC)
 {
 	const FSimInputFrame Frame = PC.Input.ConsumeFrame(Input);
-	if (!bApply) return;
 	FRotator Control = PC.GetControlRotation();
 	const double Turn = Frame.GetAxis("Turn");
 	const double LookUp = Frame.GetAxis("LookUp");
@@ -291,14 +290,15 @@ void FSimWorldGameplay::UpdateAnimInstance(AActor* Pawn)
 
 void FSimWorldGameplay::Tick(double DeltaSeconds)
 {
-	const bool bRunning = DeltaSeconds > 0.0;
+	// Nothing plays while the game is paused; input given meanwhile waits for the next frame that plays (so a
+	// key pressed between two of the editor's single steps is seen by the step).
+	if (DeltaSeconds <= 0.0) return;
 	// The list is copied: actors may be spawned or destroyed while it is walked.
 	const std::vector<AActor*> Actors = World.GetActors();
 	for (AActor* A : Actors)
 	{
-		if (auto* PC = dynamic_cast<FSimPlayerController*>(A)) ProcessPlayerInput(*PC, bRunning);
+		if (auto* PC = dynamic_cast<FSimPlayerController*>(A)) ProcessPlayerInput(*PC);
 	}
-	if (!bRunning) return;
 	Boxes = GatherWorldBoxes(&World);
 	for (AActor* A : Actors)
 	{

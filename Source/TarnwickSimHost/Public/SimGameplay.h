@@ -65,7 +65,7 @@ private:
 			bOrientRotationToMovement, RotationRate, GroundFriction, BrakingFrictionFactor, AirControl, MaxStepHeight, Acceleration;
 	};
 
-	void ProcessPlayerInput(FSimPlayerController& PC, bool bApply);
+	void ProcessPlayerInput(FSimPlayerController& PC);
 	void FollowPath(FSimAIController& AI);
 	void CheckArrival(FSimAIController& AI);
 	void UpdateAnimInstance(AActor* Pawn);

@@ -84,6 +84,10 @@ std::vector<FGameplayActionSpec> MakeCatalogue()
 			{Req("x", "number", "Viewport-local x in pixels from the left edge; clamped into the viewport."),
 				Req("y", "number", "Viewport-local y in pixels from the top edge; clamped into the viewport."),
 				Opt("button", "string", "left, right or middle.", "left"), Modifiers()}),
+		Entry(PieNamespace, "get_player_state", "input", ReadOnly,
+			"What the input has done to the player in the running PIE world: the first player controller's control rotation, "
+			"keys held and mouse position, and its pawn's location, rotation, velocity, movement mode and AnimInstance variables "
+			"(GroundSpeed, bShouldMove, ...)."),
 
 		// ---- ai: blackboards, moves and navigation ----
 		Entry(AiNamespace, "runtime_get_all_bb_values", "blackboard", ReadOnly,

@@ -10,6 +10,7 @@
 #include "PlatformTime.h"
 #include "Printf.h"
 #include "TarnwickDiagnostics.h"
+#include "TarnwickEngineUtils.h"
 #include "World.h"
 
 #include <cmath>
@@ -264,10 +265,62 @@ FTarnwickActionResult Click(const FJsonPtr& Params)
 	Result["modifiers"] = KeyNames(Modifiers);
 	return FTarnwickActionResult::Success(std::move(Result));
 }
+
+/** A reflected object property of Object by name ("CharacterMovement", "Mesh"), or null. */
+UObject* ObjectProperty(const UObject* Object, const char* Name)
+{
+	const FProperty* Property = Object ? Object->GetClass()->FindPropertyByName(Name) : nullptr;
+	FPropertyValue Value;
+	if (!Property || Property->Type != EPropertyType::Object || !Object->GetPropertyValue(*Property, Value)) return nullptr;
+	return Value.ObjectValue.Get();
+}
+
+FTarnwickActionResult GetPlayerState(const FJsonPtr&)
+{
+	FTarnwickActionResult Error;
+	FInputTarget Target;
+	if (!FindInputTarget(Target, Error)) return Error;
+	FJson Result = FJson::object();
+	Result["player_controller"] = Target.Player->GetName();
+	const FRotator Control = Target.Player->GetControlRotation();
+	Result["control_rotation"] = FJson::array({Control.Pitch, Control.Yaw, Control.Roll});
+	Result["keys_down"] = KeysDown(Target.Player);
+	const FIntPoint Mouse = Target.Viewport->GetMousePosition();
+	Result["mouse"] = FJson::array({Mouse.X, Mouse.Y});
+	APawn* Pawn = Target.Player->GetPawn();
+	if (!Pawn)
+	{
+		Result["pawn"] = nullptr;
+		return FTarnwickActionResult::Success(std::move(Result));
+	}
+	Result["pawn"] = Pawn->GetActorLabel();
+	Result["pawn_class"] = Pawn->GetClass()->GetPathName();
+	Result["location"] = VectorJson(Pawn->GetActorLocation());
+	const FRotator Rotation = Pawn->GetActorRotation();
+	Result["rotation"] = FJson::array({Rotation.Pitch, Rotation.Yaw, Rotation.Roll});
+	const FVector Velocity = Pawn->GetVelocity();
+	Result["velocity"] = VectorJson(Velocity);
+	Result["speed"] = std::hypot(Velocity.X, Velocity.Y);
+	if (const UObject* Movement = ObjectProperty(Pawn, "CharacterMovement"))
+	{
+		if (const FProperty* Mode = Movement->GetClass()->FindPropertyByName("MovementMode"))
+		{
+			Result["movement_mode"] = FTarnwickReflectionReader::ReadProperty(*Movement, *Mode);
+		}
+	}
+	if (const UObject* Anim = ObjectProperty(ObjectProperty(Pawn, "Mesh"), "AnimScriptInstance"))
+	{
+		FJson Variables = FJson::object();
+		for (const FProperty* P : Anim->GetClass()->GetProperties()) Variables[P->Name] = FTarnwickReflectionReader::ReadProperty(*Anim, *P);
+		Result["anim_instance"] = std::move(Variables);
+	}
+	return FTarnwickActionResult::Success(std::move(Result));
+}
 }
 
 void AddPieHandlers(FGameplayHandlerTable& Table)
 {
+	Table[{PieNamespace, "get_player_state"}] = GetPlayerState;
 	Table[{PieNamespace, "key_down"}] = KeyDown;
 	Table[{PieNamespace, "key_up"}] = KeyUp;
 	Table[{PieNamespace, "press_key"}] = PressKey;
