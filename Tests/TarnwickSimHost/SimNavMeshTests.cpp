@@ -83,8 +83,8 @@ TEST(SimNavMeshRules, AClosedWallHasNoPathButAPartialOneWhenAllowed)
 	ASSERT_TRUE(Partial.IsValid());
 	EXPECT_TRUE(Partial.bIsPartial);
 	// It ends against the wall (grown by the 34 cm radius), as close to the goal as the floor allows.
-	EXPECT_NEAR(Partial.PathPoints.back().X, -90.0, 10.0);
-	EXPECT_NEAR(Partial.PathPoints.back().Y, 0.0, 10.0);
+	EXPECT_NEAR(Partial.PathPoints.back().X, -90.0, 20.0);
+	EXPECT_NEAR(Partial.PathPoints.back().Y, 0.0, 20.0);
 }
 
 TEST(SimNavMeshRules, PointsOffTheMeshDoNotProject)

@@ -42,24 +42,27 @@ bool GetMeshBoundsExtent(const UObject* Mesh, FVector& OutExtent)
 	return true;
 }
 
-void GatherActorBoxes(const AActor* Actor, std::vector<FSimBox>& OutBoxes)
+namespace
 {
-	if (!Actor || Actor->IsPendingKill()) return;
-	for (UActorComponent* Component : Actor->GetComponents())
+void GatherStateBoxes(const FSimActorState* ActorState, std::vector<FSimBox>& OutBoxes)
+{
+	if (!ActorState || !ActorState->bHasStaticMeshComponent || !ActorState->World || ActorState->Values->bPendingKill) return;
+	const FSimObjectRegistry& Registry = *ActorState->World->Registry;
+	// Native StaticMeshComponent and SceneComponent properties come first, so their indices hold for subclasses.
+	const FSimObjectRegistry::FNativeIndices& I = Registry.Indices;
+	for (const FSimObjectState* State : ActorState->ComponentStates)
 	{
-		const FSimObjectState* State = GetSimState(Component);
-		if (!State || !State->Class->IsA("/Script/Engine.StaticMeshComponent")) continue;
-		// Native StaticMeshComponent and SceneComponent properties come first, so their indices hold for subclasses.
-		const FSimClass* Class = State->Class;
-		const UObject* Mesh = State->Values[static_cast<size_t>(Class->IndexOfName("StaticMesh"))].ObjectValue.Get();
-		FVector Extent;
-		if (!GetMeshBoundsExtent(Mesh, Extent)) continue;
-		const FVector RelLoc = State->Values[static_cast<size_t>(Class->IndexOfName("RelativeLocation"))].VectorValue;
-		const FRotator RelRot = State->Values[static_cast<size_t>(Class->IndexOfName("RelativeRotation"))].RotatorValue;
-		const FVector RelScale = State->Values[static_cast<size_t>(Class->IndexOfName("RelativeScale3D"))].VectorValue;
-		const FVector Scale = Actor->GetActorScale3D();
-		const FVector Location = Actor->GetActorLocation();
-		const double Yaw = Actor->GetActorRotation().Yaw;
+		if (!State->Class->IsChildOf(Registry.StaticMeshComponentClass)) continue;
+		const UObject* Mesh = State->Values[static_cast<size_t>(I.StaticMesh)].ObjectValue.Get();
+		const FSimObjectState* MeshState = Mesh ? GetSimState(Mesh) : nullptr;
+		if (!MeshState || !MeshState->Class->IsChildOf(Registry.StaticMeshClass)) continue;
+		const FVector Extent = MeshState->Values[static_cast<size_t>(I.MeshBoundsExtent)].VectorValue;
+		const FVector RelLoc = State->Values[static_cast<size_t>(I.RelativeLocation)].VectorValue;
+		const FRotator RelRot = State->Values[static_cast<size_t>(I.RelativeRotation)].RotatorValue;
+		const FVector RelScale = State->Values[static_cast<size_t>(I.RelativeScale3D)].VectorValue;
+		const FVector Scale = ActorState->Scale;
+		const FVector Location = ActorState->Location;
+		const double Yaw = ActorState->Rotation.Yaw;
 		const double Rad = Yaw * std::numbers::pi / 180.0;
 		// The component's offset turns with the actor (scaled by it, as a child transform is).
 		const double Ox = RelLoc.X * Scale.X, Oy = RelLoc.Y * Scale.Y, Oz = RelLoc.Z * Scale.Z;
@@ -70,11 +73,24 @@ void GatherActorBoxes(const AActor* Actor, std::vector<FSimBox>& OutBoxes)
 	}
 }
 
+}
+
+void GatherActorBoxes(const AActor* Actor, std::vector<FSimBox>& OutBoxes)
+{
+	if (Actor) GatherStateBoxes(GetActorState(const_cast<AActor*>(Actor)), OutBoxes);
+}
+
 std::vector<FSimBox> GatherWorldBoxes(const UWorld* World)
 {
 	std::vector<FSimBox> Boxes;
-	if (!World) return Boxes;
-	for (AActor* Actor : World->GetActors()) GatherActorBoxes(Actor, Boxes);
+	if (const auto* SimWorld = dynamic_cast<const FSimWorld*>(World))
+	{
+		for (const FSimActorState* State : SimWorld->ActorStates) GatherStateBoxes(State, Boxes);
+	}
+	else if (World)
+	{
+		for (AActor* Actor : World->GetActors()) GatherActorBoxes(Actor, Boxes);
+	}
 	return Boxes;
 }
 }

@@ -131,7 +131,7 @@ void FSimWorldGameplay::RunBeginPlayEvents(AActor* Actor)
 	}
 }
 
-void FSimWorldGameplay::RunTimedEvents(const std::vector<AActor*>& Actors)
+void FSimWorldGameplay::RunTimedEvents(const std::vector<FSimActorState*>& Actors)
 {
 	const double Now = World.TimeSeconds;
 	// Delayed actions first, in the order they were put off (earliest wake time first).
@@ -147,10 +147,10 @@ void FSimWorldGameplay::RunTimedEvents(const std::vector<AActor*>& Actors)
 		Delayed.erase(Due);
 		if (auto* Self = Cast<AActor>(Job.Self.Get())) RunActions(Self, Job.Graph, Job.Event, Job.Next, true);
 	}
-	for (AActor* Actor : Actors)
+	for (FSimActorState* State : Actors)
 	{
-		FSimActorState* State = GetActorState(Actor);
-		if (Actor->IsPendingKill() || !State || !State->EventGraph || !State->bBegunPlay) continue;
+		AActor* Actor = State->Self;
+		if (State->Values->bPendingKill || !State->EventGraph || !State->bBegunPlay) continue;
 		const std::shared_ptr<const FSimEventGraph> Graph = State->EventGraph;
 		for (size_t I = 0; I < Graph->Events.size() && I < State->EventStates.size() && !Actor->IsPendingKill(); ++I)
 		{

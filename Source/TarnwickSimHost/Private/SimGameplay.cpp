@@ -38,6 +38,12 @@ FSimWorldGameplay::FSimWorldGameplay(FSimWorld& InWorld, const FSimInputSettings
 		C->IndexOfName("GravityScale"), C->IndexOfName("bOrientRotationToMovement"), C->IndexOfName("RotationRate"),
 		C->IndexOfName("GroundFriction"), C->IndexOfName("BrakingFrictionFactor"), C->IndexOfName("AirControl"),
 		C->IndexOfName("MaxStepHeight"), C->IndexOfName("Acceleration")};
+	const FSimClass* Pawn = World.Registry->FindClass("/Script/Engine.Pawn");
+	PawnControllerIndex = Pawn->IndexOfName("Controller");
+	UseControllerYawIndex = Pawn->IndexOfName("bUseControllerRotationYaw");
+	JumpMaxCountIndex = World.Registry->FindClass("/Script/Engine.Character")->IndexOfName("JumpMaxCount");
+	KillZIndex = World.Registry->WorldSettingsClass->IndexOfName("KillZ");
+	CharacterClass = World.Registry->FindClass("/Script/Engine.Character");
 }
 
 bool FSimWorldGameplay::WantsAIController(const AActor* Actor, bool bPlacedInWorld) const
@@ -293,41 +299,36 @@ void FSimWorldGameplay::Tick(double DeltaSeconds)
 	// Nothing plays while the game is paused; input given meanwhile waits for the next frame that plays (so a
 	// key pressed between two of the editor's single steps is seen by the step).
 	if (DeltaSeconds <= 0.0) return;
-	// The list is copied: actors may be spawned or destroyed while it is walked.
-	const std::vector<AActor*> Actors = World.GetActors();
-	for (AActor* A : Actors)
+	// The list is copied: actors may be spawned or destroyed while it is walked (destroyed ones stay in memory
+	// until the frame ends, pending kill).
+	const std::vector<FSimActorState*> Actors = World.ActorStates;
+	auto Alive = [](const FSimActorState* S) { return !S->Values->bPendingKill; };
+	for (FSimActorState* S : Actors)
 	{
-		if (auto* PC = dynamic_cast<FSimPlayerController*>(A)) ProcessPlayerInput(*PC);
+		if (S->bIsPlayerController && Alive(S)) ProcessPlayerInput(*static_cast<FSimPlayerController*>(S->Self));
 	}
 	Boxes = GatherWorldBoxes(&World);
-	for (AActor* A : Actors)
+	for (FSimActorState* S : Actors)
 	{
-		if (auto* AI = dynamic_cast<FSimAIController*>(A); AI && !AI->IsPendingKill()) FollowPath(*AI);
+		if (S->bIsAIController && Alive(S)) FollowPath(*static_cast<FSimAIController*>(S->Self));
 	}
-	const double KillZ = [&] {
-		const FPropertyValue* V = Value(AsSim(World.WorldSettings)->GetSimState(), "KillZ");
-		return V ? V->DoubleValue : -1048575.0;
-	}();
-	for (AActor* A : Actors)
+	const double KillZ = AsSim(World.WorldSettings)->GetSimState().Values[static_cast<size_t>(KillZIndex)].DoubleValue;
+	for (FSimActorState* Actor : Actors)
 	{
-		if (A->IsPendingKill()) continue;
-		FSimActorState* Actor = GetActorState(A);
-		if (!Actor || !Actor->MovementValues)
-		{
-			continue;
-		}
+		if (!Alive(Actor) || !Actor->MovementValues) continue;
+		AActor* A = Actor->Self;
 		FSimMovementParams Params;
 		FSimMovementState State;
 		ReadMovement(A, Params, State);
 		FSimMovementInput In;
 		In.InputVector = Actor->PendingMovementInput;
 		In.bJump = Actor->bPressedJump;
-		const FPropertyValue* JumpMax = Value(AsSim(A)->GetSimState(), "JumpMaxCount");
-		In.JumpMaxCount = JumpMax ? static_cast<int32>(JumpMax->IntValue) : 1;
-		const auto* Pawn = Cast<APawn>(A);
-		const AController* Controller = Pawn ? Pawn->GetController() : nullptr;
-		const FPropertyValue* UseYaw = Value(AsSim(A)->GetSimState(), "bUseControllerRotationYaw");
-		In.bUseControllerYaw = Controller && UseYaw && UseYaw->bValue;
+		const std::vector<FPropertyValue>& V = Actor->Values->Values;
+		In.JumpMaxCount = Actor->Values->Class->IsChildOf(CharacterClass)
+			? static_cast<int32>(V[static_cast<size_t>(JumpMaxCountIndex)].IntValue)
+			: 1;
+		const AController* Controller = Actor->bIsPawn ? Cast<AController>(V[static_cast<size_t>(PawnControllerIndex)].ObjectValue.Get()) : nullptr;
+		In.bUseControllerYaw = Controller && Actor->bIsPawn && V[static_cast<size_t>(UseControllerYawIndex)].bValue;
 		In.ControllerYaw = Controller ? Controller->GetControlRotation().Yaw : 0.0;
 		const FSimMovementResult Result = StepCharacterMovement(Params, State, In, Boxes, DeltaSeconds);
 		// A performed jump is consumed (the engine's jump hold time of 0); the key must be pressed again.
@@ -338,24 +339,17 @@ void FSimWorldGameplay::Tick(double DeltaSeconds)
 		if (State.Location.Z < KillZ)
 		{
 			// The engine's FellOutOfWorld: the pawn is destroyed and its controller keeps no pawn.
-			if (Pawn)
-			{
-				if (AController* C = Pawn->GetController()) SimUnPossess(C);
-			}
+			if (Controller) SimUnPossess(const_cast<AController*>(Controller));
 			World.DestroyActor(A);
 		}
 	}
-	for (AActor* A : Actors)
+	for (FSimActorState* S : Actors)
 	{
-		if (auto* AI = dynamic_cast<FSimAIController*>(A); AI && !AI->IsPendingKill()) CheckArrival(*AI);
+		if (S->bIsAIController && Alive(S)) CheckArrival(*static_cast<FSimAIController*>(S->Self));
 	}
-	for (AActor* A : Actors)
+	for (FSimActorState* S : Actors)
 	{
-		if (A->IsPendingKill()) continue;
-		for (UActorComponent* C : GetActorState(A) ? GetActorState(A)->Components : std::vector<UActorComponent*>())
-		{
-			if (auto* Asc = dynamic_cast<FSimAbilitySystemComponent*>(C)) Asc->TickEffects(World.TimeSeconds);
-		}
+		if (S->AbilitySystem && Alive(S)) S->AbilitySystem->TickEffects(World.TimeSeconds);
 	}
 	RunTimedEvents(Actors);
 }

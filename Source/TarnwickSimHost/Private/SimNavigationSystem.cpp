@@ -32,14 +32,13 @@ std::vector<FSimBox> Missing(const std::vector<FSimBox>& A, const std::vector<FS
 std::vector<FSimBox> FSimNavigationSystem::GatherBounds() const
 {
 	std::vector<FSimBox> Bounds;
-	for (AActor* Actor : World.GetActors())
+	for (const FSimActorState* Actor : World.ActorStates)
 	{
-		const FSimObjectState* State = GetSimState(Actor);
-		if (!State || !State->Class->IsA(NavMeshBoundsVolumeClassPath)) continue;
-		const FVector S = Actor->GetActorScale3D();
-		Bounds.push_back(MakeYawedBox(Actor->GetActorLocation(),
+		if (Actor->Values->bPendingKill || !Actor->Values->Class->IsChildOf(World.Registry->NavMeshBoundsVolumeClass)) continue;
+		const FVector S = Actor->Scale;
+		Bounds.push_back(MakeYawedBox(Actor->Location,
 			FVector(NavMeshBoundsVolumeUnitExtent * S.X, NavMeshBoundsVolumeUnitExtent * S.Y, NavMeshBoundsVolumeUnitExtent * S.Z),
-			Actor->GetActorRotation().Yaw));
+			Actor->Rotation.Yaw));
 	}
 	return Bounds;
 }

@@ -158,8 +158,20 @@ int32 FSimClass::IndexOf(const FProperty* Property) const
 
 int32 FSimClass::IndexOfName(std::string_view Name) const
 {
-	const auto It = IndexByLowerName.find(ToLower(Name));
+	const auto It = IndexByLowerName.find(Name);
 	return It == IndexByLowerName.end() ? -1 : It->second;
+}
+
+bool FSimClass::FNoCaseLess::operator()(std::string_view A, std::string_view B) const
+{
+	const size_t N = std::min(A.size(), B.size());
+	for (size_t I = 0; I < N; ++I)
+	{
+		const int CA = std::tolower(static_cast<unsigned char>(A[I]));
+		const int CB = std::tolower(static_cast<unsigned char>(B[I]));
+		if (CA != CB) return CA < CB;
+	}
+	return A.size() < B.size();
 }
 
 bool FSimClass::AddProperty(FProperty Property)
@@ -470,6 +482,17 @@ void FSimObjectRegistry::BuildNativeClasses()
 	CharacterMovementClass = ByPath.at("/Script/Engine.CharacterMovementComponent");
 	BlueprintGeneratedClassClass = ByPath.at("/Script/Engine.BlueprintGeneratedClass");
 	AnimBlueprintGeneratedClassClass = ByPath.at("/Script/Engine.AnimBlueprintGeneratedClass");
+	StaticMeshComponentClass = ByPath.at("/Script/Engine.StaticMeshComponent");
+	CapsuleComponentClass = ByPath.at("/Script/Engine.CapsuleComponent");
+	NavMeshBoundsVolumeClass = ByPath.at("/Script/NavigationSystem.NavMeshBoundsVolume");
+	StaticMeshClass = ByPath.at("/Script/Engine.StaticMesh");
+	Indices.StaticMesh = StaticMeshComponentClass->IndexOfName("StaticMesh");
+	Indices.RelativeLocation = StaticMeshComponentClass->IndexOfName("RelativeLocation");
+	Indices.RelativeRotation = StaticMeshComponentClass->IndexOfName("RelativeRotation");
+	Indices.RelativeScale3D = StaticMeshComponentClass->IndexOfName("RelativeScale3D");
+	Indices.MeshBoundsExtent = StaticMeshClass->IndexOfName("BoundsExtent");
+	Indices.CapsuleRadius = CapsuleComponentClass->IndexOfName("CapsuleRadius");
+	Indices.CapsuleHalfHeight = CapsuleComponentClass->IndexOfName("CapsuleHalfHeight");
 }
 
 FSimClass* FSimObjectRegistry::FindClass(const std::string& ClassPath) const
@@ -942,6 +965,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 	else Actor = Create<FSimActor>(Class, World->Level, Name);
 	FSimActorState& State = *GetActorState(Actor);
 	State.World = World;
+	State.Self = Actor;
+	State.Values = &AsSim(Actor)->GetSimState();
+	State.bIsPawn = Cast<APawn>(Actor) != nullptr;
+	State.bIsPlayerController = dynamic_cast<FSimPlayerController*>(Actor) != nullptr;
+	State.bIsAIController = dynamic_cast<FSimAIController*>(Actor) != nullptr;
 	State.Label = Class->DisplayName;
 	FSimObjectState& ActorValues = AsSim(Actor)->GetSimState();
 	for (const FSimComponentTemplate& T : Class->Components)
@@ -950,6 +978,9 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 		FSimObjectState& CState = AsSim(C)->GetSimState();
 		CState.Values = T.Values;
 		State.Components.push_back(C);
+		State.ComponentStates.push_back(&CState);
+		if (!State.Capsule && T.Class->IsChildOf(CapsuleComponentClass)) State.Capsule = &CState;
+		if (T.Class->IsChildOf(StaticMeshComponentClass)) State.bHasStaticMeshComponent = true;
 		if (!State.Root && T.Class->IsA("/Script/Engine.SceneComponent")) State.Root = C;
 		if (!State.Movement && T.Class->IsChildOf(CharacterMovementClass))
 		{
@@ -964,11 +995,10 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 		}
 	}
 	State.EventGraph = Class->EventGraph;
-	if (!Class->AttributeSets.empty())
-	{
-		if (FSimAbilitySystemComponent* Asc = FindAbilitySystem(State)) Asc->InitAttributes(Class->AttributeSets);
-	}
+	State.AbilitySystem = FindAbilitySystem(State);
+	if (!Class->AttributeSets.empty() && State.AbilitySystem) State.AbilitySystem->InitAttributes(Class->AttributeSets);
 	World->Actors.push_back(Actor);
+	World->ActorStates.push_back(&State);
 	return Actor;
 }
 
@@ -1049,6 +1079,7 @@ bool FSimObjectRegistry::DestroyActor(FSimWorld* World, AActor* Actor)
 	if (Actor == World->GameMode) World->GameMode = nullptr;
 	DestroyObject(Actor);
 	std::erase(World->Actors, Actor);
+	std::erase(World->ActorStates, State);
 	return true;
 }
 
@@ -1257,6 +1288,7 @@ void FSimObjectRegistry::DestroyWorld(FSimWorld* World)
 	}
 	for (auto It = Inner.rbegin(); It != Inner.rend(); ++It) DestroyObject(*It);
 	World->Actors.clear();
+	World->ActorStates.clear();
 	DestroyObject(Package);
 }
 }

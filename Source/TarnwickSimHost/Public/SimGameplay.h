@@ -75,7 +75,7 @@ private:
 	void PrepareForPlay(AActor* Actor);
 	void RunBeginPlayEvents(AActor* Actor);
 	/** Delays, timers and reached locations due by the world's time, actors in spawn order. */
-	void RunTimedEvents(const std::vector<AActor*>& Actors);
+	void RunTimedEvents(const std::vector<FSimActorState*>& Actors);
 	/** Self, Player (the first player's pawn), or an actor's label or name; null when none. */
 	AActor* ResolveTarget(AActor* Self, const std::string& Target) const;
 	void RunAction(AActor* Self, const FSimGraphAction& Action);
@@ -83,6 +83,8 @@ private:
 	FSimWorld& World;
 	const FSimInputSettings& Input;
 	FMovementIndices Move{};
+	int32 PawnControllerIndex = -1, UseControllerYawIndex = -1, JumpMaxCountIndex = -1, KillZIndex = -1;
+	const FSimClass* CharacterClass = nullptr;
 	std::unordered_map<const FSimClass*, FAnimIndices> AnimIndexCache;
 	std::vector<FSimBox> Boxes;
 	/** Actions waiting out a Delay: who runs them, where they continue, and when. */

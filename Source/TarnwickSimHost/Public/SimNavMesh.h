@@ -19,9 +19,9 @@ namespace Tarnwick::Sim
 {
 struct FSimNavMeshConfig
 {
-	double CellSize = 20.0;
+	double CellSize = 40.0;
 	/** Cells along one side of a tile (1000 cm tiles, the engine's default tile size). */
-	int32 TileCells = 50;
+	int32 TileCells = 25;
 	/** The default navigation agent (the engine's defaults). */
 	double AgentRadius = 34.0;
 	double AgentHeight = 144.0;
@@ -63,7 +63,11 @@ private:
 	{
 		float Height = 0.0f;
 		bool bWalkable = false;
+		/** The moves A* may make from here, one bit per direction of NeighbourDX/DY (kept up to date per tile). */
+		uint8_t Moves = 0;
 	};
+	/** Recomputes the moves of the cells in the rectangle (clamped to the grid). */
+	void UpdateMoves(int32 X0, int32 Y0, int32 X1, int32 Y1);
 	int32 CellIndex(int32 X, int32 Y) const { return Y * CellsX + X; }
 	bool CellAt(double X, double Y, int32& OutX, int32& OutY) const;
 	FVector CellCenter(int32 Index) const;

@@ -141,7 +141,13 @@ public:
 private:
 	std::deque<FProperty> OwnProperties;
 	std::vector<const FProperty*> AllProperties;
-	std::map<std::string, int32> IndexByLowerName;
+	/** Names compare without regard to case, without making lower-case copies (lookups are frequent). */
+	struct FNoCaseLess
+	{
+		using is_transparent = void;
+		bool operator()(std::string_view A, std::string_view B) const;
+	};
+	std::map<std::string, int32, FNoCaseLess> IndexByLowerName;
 	std::unordered_map<const FProperty*, int32> IndexByProperty;
 
 	friend class FSimObjectRegistry;
@@ -191,16 +197,30 @@ struct FSimGraphEventState
 	double NextTime = 0.0;
 };
 
+class FSimAbilitySystemComponent;
+
 /** Actor state shared by every simulated actor type. */
 struct FSimActorState
 {
 	FSimWorld* World = nullptr;
+	/** The actor itself and its reflected values, and what it is, known at creation (read every frame). */
+	AActor* Self = nullptr;
+	FSimObjectState* Values = nullptr;
+	bool bIsPawn = false;
+	bool bIsPlayerController = false;
+	bool bIsAIController = false;
+	FSimAbilitySystemComponent* AbilitySystem = nullptr;
 	std::string Label;
 	std::string FolderPath;
 	FVector Location;
 	FRotator Rotation;
 	FVector Scale{1.0, 1.0, 1.0};
 	std::vector<UActorComponent*> Components;
+	/** The components' states, in the same order (read every frame, so kept at hand). */
+	std::vector<FSimObjectState*> ComponentStates;
+	/** The first capsule component's state (characters' collision), and whether any static mesh component exists. */
+	FSimObjectState* Capsule = nullptr;
+	bool bHasStaticMeshComponent = false;
 	UActorComponent* Root = nullptr;
 	/** The character movement component and its values, when the actor has one (Velocity is read often). */
 	UActorComponent* Movement = nullptr;
@@ -376,6 +396,8 @@ public:
 	UObject* Package = nullptr;
 	UObject* Level = nullptr;
 	std::vector<AActor*> Actors;
+	/** Each actor's state, in the same order as Actors. */
+	std::vector<FSimActorState*> ActorStates;
 	AActor* WorldSettings = nullptr;
 	AActor* GameMode = nullptr;
 	double TimeSeconds = 0.0;
@@ -495,5 +517,15 @@ public:
 	FSimClass* CharacterMovementClass = nullptr;
 	FSimClass* BlueprintGeneratedClassClass = nullptr;
 	FSimClass* AnimBlueprintGeneratedClassClass = nullptr;
+	FSimClass* StaticMeshComponentClass = nullptr;
+	FSimClass* CapsuleComponentClass = nullptr;
+	FSimClass* NavMeshBoundsVolumeClass = nullptr;
+	FSimClass* StaticMeshClass = nullptr;
+	/** Indices of native properties read every frame; a subclass keeps its natives' indices. */
+	struct FNativeIndices
+	{
+		int32 StaticMesh = -1, RelativeLocation = -1, RelativeRotation = -1, RelativeScale3D = -1;
+		int32 MeshBoundsExtent = -1, CapsuleRadius = -1, CapsuleHalfHeight = -1;
+	} Indices;
 };
 }

@@ -91,10 +91,9 @@ FJson KeyNames(const std::vector<FKey>& Keys)
 FJson KeysDown(const APlayerController* Player)
 {
 	FJson Out = FJson::array();
-	for (const std::string& Name : EKeys::GetAllKeyNames())
+	for (const FKey& Key : EKeys::GetAllKeys())
 	{
-		const FKey Key(Name);
-		if (!Key.IsAxis1D() && Player->IsInputKeyDown(Key)) Out.push_back(Name);
+		if (!Key.IsAxis1D() && Player->IsInputKeyDown(Key)) Out.push_back(Key.GetFName());
 	}
 	return Out;
 }
