@@ -3,6 +3,9 @@
 #include "Catalogue/GameplayCatalogue.h"
 #include "GameplayTestFixture.h"
 
+#include <fstream>
+#include <sstream>
+
 using namespace Tarnwick::Gameplay;
 using Tarnwick::Gameplay::Test::FGameplayTest;
 
@@ -44,4 +47,27 @@ TEST_F(FGameplayTest, ParametersAnActionDoesNotTakeAreRefused)
 	ExpectError("ai", "get_navmesh_stats", FJson{{"actor", "Enemy"}}, -32602, "ai.get_navmesh_stats does not take 'actor' (it takes: world)");
 	// The session id the core adds to every call is not the caller's parameter.
 	EXPECT_TRUE(Call("ai", "get_navmesh_stats", FJson{{"_tarnwick_session_id", "s1"}}).bSuccess);
+}
+
+TEST(GameplayCatalogue, ToolsDocListsEveryActionUnderItsFamily)
+{
+	std::ifstream File(std::string(TARNWICK_SOURCE_DIR) + "/docs/tools.md");
+	ASSERT_TRUE(File.good()) << "docs/tools.md is missing";
+	std::stringstream Buffer;
+	Buffer << File.rdbuf();
+	const std::string Doc = Buffer.str();
+	for (const FGameplayActionSpec& Spec : GetGameplayCatalogue())
+	{
+		SCOPED_TRACE(Spec.QualifiedName());
+		const std::string Heading = "\n## " + Spec.Namespace + "." + Spec.Family + "\n";
+		const size_t Section = Doc.find(Heading);
+		ASSERT_NE(Section, std::string::npos) << "no section" << Heading;
+		const size_t SectionEnd = Doc.find("\n## ", Section + 1);
+		const size_t Row = Doc.find("\n| `" + Spec.Namespace + "_" + Spec.Action + "` |", Section);
+		EXPECT_TRUE(Row != std::string::npos && Row < SectionEnd) << "not listed under" << Heading;
+		// Read-only actions say so in the table, as the editor's do.
+		const size_t RowEnd = Doc.find('\n', Row + 1);
+		const bool bMarked = Doc.substr(Row, RowEnd - Row).find("*read-only*") != std::string::npos;
+		EXPECT_EQ(bMarked, Spec.Annotations.ReadOnlyHint.value_or(false));
+	}
 }
