@@ -11,6 +11,8 @@
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
 #include "TarnwickEditorModule.h"
+#include "TarnwickGameplayModule.h"
+#include "TarnwickLog.h"
 #include "TarnwickToolRegistry.h"
 #include "Ticker.h"
 
@@ -72,12 +74,14 @@ public:
 		}
 		CoreTools::Register();
 		EditorModule.StartupModule();
+		GameplayModule.StartupModule();
 		return true;
 	}
 
 	~FRuntime()
 	{
 		Mcp::SetTransportLogSink(nullptr);
+		if (Host) GameplayModule.ShutdownModule();
 		if (Host) EditorModule.ShutdownModule();
 		CoreTools::Unregister();
 		Host.reset();
@@ -90,6 +94,7 @@ private:
 	FOutputDeviceStdErr StdErr;
 	std::unique_ptr<Sim::FSimHost> Host;
 	FTarnwickEditorModule EditorModule;
+	FTarnwickGameplayModule GameplayModule;
 };
 
 bool SplitHostPort(const std::string& Address, std::string& OutHost, int& OutPort)

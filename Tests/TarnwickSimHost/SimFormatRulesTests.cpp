@@ -249,7 +249,7 @@ TEST(SimMapDocument, ShapeErrorsNameTheEntry)
 TEST(SimAssetDocument, BlueprintShapeErrors)
 {
 	const std::pair<const char*, const char*> Bad[] = {
-		{R"({"Type":"Texture"})", "B.uasset: unknown asset \"Type\" \"Texture\" (expected Blueprint, AnimBlueprint, StaticMesh or SkeletalMesh)"},
+		{R"({"Type":"Texture"})", "B.uasset: unknown asset \"Type\" \"Texture\" (expected Blueprint, AnimBlueprint, StaticMesh, SkeletalMesh, BlackboardData or DataAsset)"},
 		{R"({"Type":"Blueprint"})", "B.uasset: \"ParentClass\" is missing"},
 		{R"({"Type":"Blueprint","ParentClass":"/Script/Engine.Actor","Status":"Broken"})",
 			"B.uasset: unknown \"Status\" \"Broken\" (expected UpToDate, UpToDateWithWarnings, Error or Dirty)"},

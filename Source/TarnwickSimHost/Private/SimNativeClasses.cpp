@@ -17,9 +17,12 @@ const std::vector<FNativeClassDesc>& GetNativeClassTable()
 		{"/Script/Engine.Level", "/Script/CoreUObject.Object", K::Level, false, {}, {}},
 		{"/Script/Engine.Blueprint", "/Script/CoreUObject.Object", K::Blueprint, false, {}, {}},
 		{"/Script/Engine.AnimBlueprint", "/Script/Engine.Blueprint", K::Blueprint, false, {}, {}},
-		{"/Script/Engine.StaticMesh", "/Script/CoreUObject.Object", K::Object, false, {}, {}},
-		{"/Script/Engine.SkeletalMesh", "/Script/CoreUObject.Object", K::Object, false, {}, {}},
+		{"/Script/Engine.StaticMesh", "/Script/CoreUObject.Object", K::Object, false, {{"BoundsExtent", "FVector", "[50,50,50]"}}, {}},
+		{"/Script/Engine.SkeletalMesh", "/Script/CoreUObject.Object", K::Object, false, {{"BoundsExtent", "FVector", "[50,50,50]"}}, {}},
 		{"/Script/Engine.AnimInstance", "/Script/CoreUObject.Object", K::Object, false, {}, {}},
+		{"/Script/Engine.DataAsset", "/Script/CoreUObject.Object", K::Object, false, {}, {}},
+		{"/Script/Engine.PrimaryDataAsset", "/Script/Engine.DataAsset", K::Object, false, {}, {}},
+		{"/Script/AIModule.BlackboardData", "/Script/CoreUObject.Object", K::Object, false, {}, {}},
 
 		// Components.
 		{"/Script/Engine.ActorComponent", "/Script/CoreUObject.Object", K::Component, false,
@@ -62,10 +65,15 @@ const std::vector<FNativeClassDesc>& GetNativeClassTable()
 		{"/Script/Engine.NavMovementComponent", "/Script/Engine.MovementComponent", K::Component, true, {}, {}},
 		{"/Script/Engine.PawnMovementComponent", "/Script/Engine.NavMovementComponent", K::Component, true, {}, {}},
 		{"/Script/AIModule.PathFollowingComponent", "/Script/Engine.ActorComponent", K::Component, false, {}, {}},
+		{"/Script/AIModule.BlackboardComponent", "/Script/Engine.ActorComponent", K::Component, false,
+			{{"DefaultBlackboardAsset", "object:/Script/AIModule.BlackboardData", ""}}, {}},
+		{"/Script/GameplayAbilities.AbilitySystemComponent", "/Script/Engine.ActorComponent", K::Component, false, {}, {}},
 		{"/Script/Engine.CharacterMovementComponent", "/Script/Engine.PawnMovementComponent", K::Component, false,
 			{{"MovementMode", "enum:EMovementMode", "\"MOVE_Walking\""}, {"MaxWalkSpeed", "float", "600"},
 				{"MaxAcceleration", "float", "2048"}, {"BrakingDecelerationWalking", "float", "2048"}, {"JumpZVelocity", "float", "420"},
-				{"GravityScale", "float", "1"}, {"bOrientRotationToMovement", "bool", "false"}, {"RotationRate", "FRotator", "[0,360,0]"}},
+				{"GravityScale", "float", "1"}, {"bOrientRotationToMovement", "bool", "false"}, {"RotationRate", "FRotator", "[0,360,0]"},
+				{"GroundFriction", "float", "8"}, {"BrakingFrictionFactor", "float", "2"}, {"AirControl", "float", "0.05"},
+				{"MaxStepHeight", "float", "45"}, {"Acceleration", "FVector", ""}},
 			{}},
 
 		// Actors.
