@@ -70,7 +70,14 @@ void FEventTracker::OnSample(const FExpectation& E, const FVarRef& Var, const FS
 	{
 		bKindOk = Event != EEvent::Reaches || !ComparisonKindProblem(EOp::Eq, E.Value, Var, V, std::string()).has_value();
 	}
-	if (!*bKindOk || bOccurred) return;
+	if (!*bKindOk)
+	{
+		// Kept so that the evaluator can say what the variable samples as.
+		Previous = V;
+		bHasPrevious = true;
+		return;
+	}
+	if (bOccurred) return;
 	bool bFires = false;
 	switch (Event)
 	{
