@@ -7,8 +7,8 @@ namespace Tarnwick::Sampling
 namespace
 {
 // Session times are sums of frame deltas: an interval of 0.1 s at 60 fps must fall due on the sixth frame even
-// when six deltas add up to 0.09999999999999999.
-constexpr double DueSlack = 1e-9;
+// when six deltas add up to 0.09999999999999999, and a 2 s grace must end on the 120th frame.
+constexpr double TimeSlack = 1e-9;
 }
 
 const char* ResolveStateName(EResolveState State)
@@ -31,7 +31,7 @@ double EffectiveInterval(const FSampleSpec& Spec, double SampleInterval, double 
 bool IsDue(const FSpecRuntime& Runtime, double Interval, double Now)
 {
 	if (Runtime.State == EResolveState::Unresolved || Runtime.bEnded) return false;
-	return Runtime.LastAttemptT < 0.0 || Now - Runtime.LastAttemptT >= Interval - DueSlack;
+	return Runtime.LastAttemptT < 0.0 || Now - Runtime.LastAttemptT >= Interval - TimeSlack;
 }
 
 void RecordFailure(FSpecRuntime& Runtime, double T, EReadStatus Status, const std::string& Text, double Grace, int32 AttemptCap)
@@ -42,7 +42,7 @@ void RecordFailure(FSpecRuntime& Runtime, double T, EReadStatus Status, const st
 	if (Runtime.State != EResolveState::Pending) return;
 	++Runtime.FailedAttempts;
 	if (Runtime.Reason.empty()) Runtime.Reason = Text;
-	if (T >= Grace || Runtime.FailedAttempts > AttemptCap)
+	if (T >= Grace - TimeSlack || Runtime.FailedAttempts > AttemptCap)
 	{
 		Runtime.State = EResolveState::Unresolved;
 		Runtime.LatchedT = T;
