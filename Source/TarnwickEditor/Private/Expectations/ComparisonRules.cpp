@@ -38,55 +38,6 @@ std::string KindMismatch(const FLiteral& Value, const FVarRef& Var, const FSampl
 }
 }
 
-FComparisonOutcome ApplyComparison(EOp Op, const FLiteral& Value, double Tolerance, double Min, double Max, const FSampleValue& Sample, ESelector Selector)
-{
-	FComparisonOutcome Out;
-	if (Op == EOp::Between || Value.Kind == ELiteralKind::Number)
-	{
-		const std::optional<double> X = Sampling::NumericView(Sample, Selector);
-		if (!X || Op == EOp::Contains) return Out;
-		const double V = Value.Number;
-		double M = 0.0;
-		bool bInclusive = true;
-		switch (Op)
-		{
-		case EOp::Eq: M = Tolerance - std::fabs(*X - V); break;
-		case EOp::Neq: M = std::fabs(*X - V) - Tolerance; bInclusive = false; break;
-		case EOp::Gt: M = *X - V; bInclusive = false; break;
-		case EOp::Gte: M = *X - V; break;
-		case EOp::Lt: M = V - *X; bInclusive = false; break;
-		case EOp::Lte: M = V - *X; break;
-		case EOp::Between: M = std::min(*X - Min, Max - *X); break;
-		default: return Out;
-		}
-		Out.bDefined = true;
-		Out.bHolds = bInclusive ? M >= 0.0 : M > 0.0;
-		Out.Margin = M;
-		return Out;
-	}
-	if (Selector != ESelector::None) return Out;
-	if (Value.Kind == ELiteralKind::String)
-	{
-		if (!IsStringLike(Sample.Kind)) return Out;
-		switch (Op)
-		{
-		case EOp::Eq: Out.bHolds = Sampling::EqualsIgnoreCase(Sample.String, Value.String); break;
-		case EOp::Neq: Out.bHolds = !Sampling::EqualsIgnoreCase(Sample.String, Value.String); break;
-		case EOp::Contains: Out.bHolds = Sampling::ContainsIgnoreCase(Sample.String, Value.String); break;
-		default: return Out;
-		}
-		Out.bDefined = true;
-		return Out;
-	}
-	if (Value.Kind == ELiteralKind::Bool)
-	{
-		if (Sample.Kind != ESampleKind::Bool || (Op != EOp::Eq && Op != EOp::Neq)) return Out;
-		Out.bDefined = true;
-		Out.bHolds = (Sample.bBool == Value.bBool) == (Op == EOp::Eq);
-	}
-	return Out;
-}
-
 std::optional<std::string> ComparisonKindProblem(EOp Op, const FLiteral& Value, const FVarRef& Var, const FSampleValue& Sample,
 	const std::string& ObservedValues)
 {

@@ -30,9 +30,9 @@ void FExpectationSet::Init(const std::vector<FExpectation>& Entries, const std::
 	}
 }
 
-void FExpectationSet::OnSample(int32 VarIndex, const FSamplePoint& P, const Sampling::FVarAccumulator& Global)
+void FExpectationSet::OnSample(int32 VarIndex, const FSamplePoint& P)
 {
-	for (size_t At : ByVar[static_cast<size_t>(VarIndex)]) Trackers[At].OnSample(VarIndex, P, Global);
+	for (size_t At : ByVar[static_cast<size_t>(VarIndex)]) Trackers[At].OnSample(VarIndex, P);
 }
 
 void FExpectationSet::OnFailedRead(int32 VarIndex, double T)

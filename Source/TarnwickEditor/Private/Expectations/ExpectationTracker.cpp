@@ -111,9 +111,9 @@ FExpectationTracker::FExpectationTracker(FExpectation InEntry, int32 InVarIndex,
 	Sides[1].Event = E.OtherEvent;
 }
 
-void FExpectationTracker::OnSample(int32 Var, const FSamplePoint& P, const FVarAccumulator& Global)
+void FExpectationTracker::OnSample(int32 Var, const FSamplePoint& P)
 {
-	if (Var == VarIndex) OnOwnSample(P, Global);
+	if (Var == VarIndex) OnOwnSample(P);
 	if (IsOrdering(E.Op) && Var == OtherIndex && E.InWindow(P.T))
 	{
 		++OtherInScope;
@@ -135,9 +135,20 @@ void FExpectationTracker::Advance(double T)
 	if (E.InWindow(End)) Run.Advance(End);
 }
 
-int64 FExpectationTracker::CountOf(const FVarAccumulator& Acc) const { return CountFor(E.Op, Acc); }
+void FExpectationTracker::CountEvent(const FSampleValue& V)
+{
+	if (bHasCountPrevious)
+	{
+		const bool bBool = V.Kind == ESampleKind::Bool;
+		const bool bChanged = bBool ? V.bBool != bCountPreviousBool : !Sampling::EqualsIgnoreCase(V.String, CountPreviousString);
+		if (bChanged && (E.Op == EOp::Transitions || (E.Op == EOp::RisingEdges && V.bBool) || (E.Op == EOp::FallingEdges && !V.bBool))) ++Count;
+	}
+	bCountPreviousBool = V.bBool;
+	if (V.Kind != ESampleKind::Bool && CountPreviousString != V.String) CountPreviousString = V.String;
+	bHasCountPrevious = true;
+}
 
-void FExpectationTracker::OnOwnSample(const FSamplePoint& P, const FVarAccumulator& Global)
+void FExpectationTracker::OnOwnSample(const FSamplePoint& P)
 {
 	if (!E.InWindow(P.T)) return;
 	const FSampleValue& V = *P.Value;
@@ -163,14 +174,12 @@ void FExpectationTracker::OnOwnSample(const FSamplePoint& P, const FVarAccumulat
 		return;
 	}
 	if (!*bKindOk) return;
-	const FVarAccumulator& Acc = ScopeAccumulator(Global);
-	const std::optional<double> X = Sampling::NumericView(V, E.Var.Selector);
 
 	if (IsComparison(E.Op))
 	{
 		const FComparisonOutcome Out = ApplyComparison(E.Op, E.Value, E.Tolerance, E.Min.Value, E.Max.Value, V, E.Var.Selector);
 		if (!Out.bDefined) return;
-		if (X) View.Add(*X);
+		if (Out.Margin) View.Add(*Sampling::NumericView(V, E.Var.Selector));
 		if (Out.bHolds)
 		{
 			++Holding;
@@ -201,27 +210,40 @@ void FExpectationTracker::OnOwnSample(const FSamplePoint& P, const FVarAccumulat
 		return;
 	}
 
+	// The numeric operators read the selected number; a sample without one (a GAS read that lacked its base) is
+	// not comparable and is passed over.
+	double X = 0.0;
+	if (E.Op == EOp::StaysWithinFor || E.Op == EOp::Monotonic || E.Op == EOp::Stable)
+	{
+		const std::optional<double> N = Sampling::NumericView(V, E.Var.Selector);
+		if (!N) return;
+		X = *N;
+	}
 	switch (E.Op)
 	{
 	case EOp::BecomesTrueWithin:
 		if (V.bBool && FirstEventT < 0.0) FirstEventT = P.T;
 		break;
 	case EOp::BecomesWithin:
-		if (X) View.Add(*X);
-		if (FirstEventT < 0.0 && ApplyComparison(E.PredicateOp, E.PredicateValue, E.Tolerance, 0.0, 0.0, V, E.Var.Selector).bHolds) FirstEventT = P.T;
+	{
+		const FComparisonOutcome Out = ApplyComparison(E.PredicateOp, E.PredicateValue, E.Tolerance, 0.0, 0.0, V, E.Var.Selector);
+		if (Out.Margin) View.Add(*Sampling::NumericView(V, E.Var.Selector));
+		if (FirstEventT < 0.0 && Out.bHolds) FirstEventT = P.T;
 		break;
+	}
 	case EOp::StaysTrueFor: Run.OnSample(P.T, V.bBool); break;
 	case EOp::StaysWithinFor:
-		View.Add(*X);
-		Run.OnSample(P.T, (!E.Min.bGiven || *X >= E.Min.Value) && (!E.Max.bGiven || *X <= E.Max.Value));
+		View.Add(X);
+		Run.OnSample(P.T, (!E.Min.bGiven || X >= E.Min.Value) && (!E.Max.bGiven || X <= E.Max.Value));
 		break;
 	case EOp::Transitions:
 	case EOp::RisingEdges:
 	case EOp::FallingEdges:
-		if (CountExceededT < 0.0)
+		CountEvent(V);
+		if (CountExceededT < 0.0 &&
+			((E.Max.bGiven && static_cast<double>(Count) > E.Max.Value) || (E.bExactlyGiven && Count > E.Exactly)))
 		{
-			const double Count = static_cast<double>(CountOf(Acc));
-			if ((E.Max.bGiven && Count > E.Max.Value) || (E.bExactlyGiven && Count > static_cast<double>(E.Exactly))) CountExceededT = P.T;
+			CountExceededT = P.T;
 		}
 		break;
 	case EOp::Before:
@@ -229,14 +251,14 @@ void FExpectationTracker::OnOwnSample(const FSamplePoint& P, const FVarAccumulat
 	case EOp::Monotonic:
 		if (View.Count > 0)
 		{
-			const double Step = E.bDecreasing ? View.Last - *X : *X - View.Last;
+			const double Step = E.bDecreasing ? View.Last - X : X - View.Last;
 			MinStep = std::min(MinStep, Step);
 			if (Step < 0.0 && !Regression.bSet) Regression.Set(P);
 		}
-		View.Add(*X);
+		View.Add(X);
 		break;
 	case EOp::Stable:
-		View.Add(*X);
+		View.Add(X);
 		if (SpreadExceededT < 0.0 && View.Max - View.Min > E.MaxDelta.Value) SpreadExceededT = P.T;
 		break;
 	default: break;

@@ -80,7 +80,7 @@ struct FExpectationTracker
 {
 	FExpectationTracker(FExpectation InEntry, int32 InVarIndex, int32 InOtherIndex, double InDuration);
 
-	void OnSample(int32 VarIndex, const FSamplePoint& P, const Sampling::FVarAccumulator& Global);
+	void OnSample(int32 VarIndex, const FSamplePoint& P);
 	void OnFailedRead(int32 VarIndex, double T);
 	/** Integrates held values up to T (the end of the session). */
 	void Advance(double T);
@@ -136,15 +136,21 @@ struct FExpectationTracker
 	FSampleRef Regression;
 	// stable: when the spread first exceeded max_delta.
 	double SpreadExceededT = -1.0;
-	// Counts: when the count first went past max (or exactly).
+	// Counts: the events so far in scope (against the previous sample in scope), and when their count first
+	// went past max (or exactly).
+	int64 Count = 0;
+	bool bHasCountPrevious = false;
+	bool bCountPreviousBool = false;
+	std::string CountPreviousString;
 	double CountExceededT = -1.0;
 
 	bool bTerminal = false;
 	double TerminalT = -1.0;
 
 private:
-	void OnOwnSample(const FSamplePoint& P, const Sampling::FVarAccumulator& Global);
-	int64 CountOf(const Sampling::FVarAccumulator& Acc) const;
+	void OnOwnSample(const FSamplePoint& P);
+	/** Counts the operator's event on this sample, against the previous sample in scope. */
+	void CountEvent(const Sampling::FSampleValue& V);
 };
 
 /** The count a count operator reads from an accumulator. */

@@ -4,15 +4,10 @@
 
 namespace Tarnwick::Sampling
 {
-void FSampleRows::Reserve(size_t NumRows, size_t ValuesPerRow)
-{
-	Rows.reserve(NumRows);
-	Values.reserve(NumRows * ValuesPerRow);
-}
-
 void FSampleRows::BeginRow(double T, uint64 Frame, const FJson* ClipFields)
 {
-	FRow Row;
+	FRow Row{};
+	Row.Clip = -1;
 	Row.T = T;
 	Row.Frame = Frame;
 	Row.FirstValue = static_cast<uint32>(Values.size());
@@ -24,18 +19,18 @@ void FSampleRows::BeginRow(double T, uint64 Frame, const FJson* ClipFields)
 	Rows.push_back(Row);
 }
 
-uint32 FSampleRows::Intern(uint32 Var, const std::string& Text)
+uint32 FSampleRows::Intern(std::uint16_t Var, const std::string& Text)
 {
-	if (LastString.size() <= Var) LastString.resize(Var + 1, UINT32_MAX);
+	if (LastString.size() <= Var) LastString.resize(static_cast<size_t>(Var) + 1, UINT32_MAX);
 	const uint32 Last = LastString[Var];
 	if (Last != UINT32_MAX && Strings[Last] == Text) return Last;
 	Strings.push_back(Text);
 	return LastString[Var] = static_cast<uint32>(Strings.size() - 1);
 }
 
-void FSampleRows::AddValue(uint32 Var, const FSampleValue& Value)
+void FSampleRows::AddValue(std::uint16_t Var, const FSampleValue& Value)
 {
-	FValue V;
+	FValue V{};
 	V.Var = Var;
 	V.Kind = Value.Kind;
 	switch (Value.Kind)
@@ -63,8 +58,9 @@ void FSampleRows::AddValue(uint32 Var, const FSampleValue& Value)
 FJson FSampleRows::ToJson(const std::vector<std::string>& Names) const
 {
 	FJson Out = FJson::array();
-	for (const FRow& Row : Rows)
+	for (size_t R = 0; R < Rows.size(); ++R)
 	{
+		const FRow& Row = Rows[R];
 		FJson J = FJson::object();
 		J["t"] = Row.T;
 		J["frame"] = Row.Frame;

@@ -3,48 +3,75 @@
 #pragma once
 #include "Sampling/SampleValue.h"
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace Tarnwick::Sampling
 {
+/**
+ * An append-only array in fixed chunks: growing never moves what is stored, so a long session does not copy
+ * its rows over and over as a vector would (and never holds two copies of them at once).
+ */
+template <typename T, size_t ChunkSize = 4096>
+class TChunkedArray
+{
+public:
+	void push_back(const T& Value)
+	{
+		if (Count % ChunkSize == 0) Chunks.push_back(std::make_unique_for_overwrite<T[]>(ChunkSize));
+		Chunks.back()[Count % ChunkSize] = Value;
+		++Count;
+	}
+	T& operator[](size_t Index) { return Chunks[Index / ChunkSize][Index % ChunkSize]; }
+	const T& operator[](size_t Index) const { return Chunks[Index / ChunkSize][Index % ChunkSize]; }
+	T& back() { return (*this)[Count - 1]; }
+	size_t size() const { return Count; }
+
+private:
+	std::vector<std::unique_ptr<T[]>> Chunks;
+	size_t Count = 0;
+};
+
 class FSampleRows
 {
 public:
-	void Reserve(size_t Rows, size_t ValuesPerRow);
 	/** Starts a row; ClipFields (an object, or null) is merged between "frame" and "values". */
 	void BeginRow(double T, uint64 Frame, const FJson* ClipFields);
 	/** Adds the value of variable Var to the row begun last. */
-	void AddValue(uint32 Var, const FSampleValue& Value);
+	void AddValue(std::uint16_t Var, const FSampleValue& Value);
 
 	size_t Num() const { return Rows.size(); }
 	/** The rows as JSON, with each variable under its name. */
 	FJson ToJson(const std::vector<std::string>& Names) const;
 
 private:
+	// Plain members without initializers, so that a new chunk is not cleared before it is written.
 	struct FRow
 	{
-		double T = 0.0;
-		uint64 Frame = 0;
-		uint32 FirstValue = 0;
-		uint32 NumValues = 0;
-		int32 Clip = -1;
+		double T;
+		uint64 Frame;
+		uint32 FirstValue;
+		uint32 NumValues;
+		int32 Clip;
 	};
 	struct FValue
 	{
-		uint32 Var = 0;
-		ESampleKind Kind = ESampleKind::Missing;
-		bool bBool = false;
+		std::uint16_t Var;
+		ESampleKind Kind;
+		bool bBool;
 		/** Strings and objects: index into Strings; json: index into Jsons. */
-		uint32 Ref = 0;
-		double A = 0.0;
-		double B = 0.0;
-		double C = 0.0;
+		uint32 Ref;
+		double A;
+		double B;
+		double C;
 	};
-	uint32 Intern(uint32 Var, const std::string& Text);
+	static_assert(sizeof(FValue) == 32);
+	uint32 Intern(std::uint16_t Var, const std::string& Text);
 
-	std::vector<FRow> Rows;
-	std::vector<FValue> Values;
+	TChunkedArray<FRow> Rows;
+	TChunkedArray<FValue> Values;
 	std::vector<std::string> Strings;
 	std::vector<FJson> Jsons;
 	std::vector<FJson> Clips;

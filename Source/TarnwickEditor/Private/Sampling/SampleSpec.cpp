@@ -243,6 +243,12 @@ bool ParseSampleSpecs(const FJson& Params, std::vector<FSampleSpec>& OutSpecs, s
 		OutSpecs.push_back(std::move(Spec));
 	}
 
+	if (OutSpecs.size() > MaxSampleSpecs)
+	{
+		OutRefusal = Tarnwick::Printf("%d sample specs declared — a session samples at most %d variables", static_cast<int>(OutSpecs.size()),
+			static_cast<int>(MaxSampleSpecs));
+		return false;
+	}
 	for (size_t I = 1; I < OutSpecs.size(); ++I)
 	{
 		for (size_t J = 0; J < I; ++J)

@@ -38,6 +38,9 @@ struct FSampleSpec
 	bool bRetainJson = false;
 };
 
+/** More variables than this are refused (retained rows index variables in 16 bits). */
+inline constexpr size_t MaxSampleSpecs = 4096;
+
 /** The AnimInstance variables sampled when a session names neither sample_vars nor sample_spec. */
 inline const char* const DefaultAnimVars[] = {"GroundSpeed", "bShouldMove", "DesiredYawDelta"};
 

@@ -150,8 +150,6 @@ FSampleValue FSampleValue::MakeJson(FJson V)
 	return Out;
 }
 
-double FSampleValue::Length() const { return std::sqrt(X * X + Y * Y + Z * Z); }
-
 bool FSampleValue::SameAs(const FSampleValue& Other) const
 {
 	if (Kind != Other.Kind) return false;
@@ -181,30 +179,6 @@ bool SelectorAppliesToKind(ESelector Selector, ESampleKind Kind)
 	case ESelector::Base: return true;
 	}
 	return false;
-}
-
-std::optional<double> NumericView(const FSampleValue& Value, ESelector Selector)
-{
-	switch (Selector)
-	{
-	case ESelector::None:
-		if (Value.Kind == ESampleKind::Number) return Value.Number;
-		if (Value.Kind == ESampleKind::String && Value.bHasEnumValue) return Value.Number;
-		return std::nullopt;
-	case ESelector::X:
-	case ESelector::Y:
-	case ESelector::Z:
-	case ESelector::Len:
-		if (Value.Kind != ESampleKind::Vector && Value.Kind != ESampleKind::Rotator) return std::nullopt;
-		if (Selector == ESelector::X) return Value.X;
-		if (Selector == ESelector::Y) return Value.Y;
-		if (Selector == ESelector::Z) return Value.Z;
-		return Value.Length();
-	case ESelector::Base:
-		if (Value.bHasBase) return Value.Base;
-		return std::nullopt;
-	}
-	return std::nullopt;
 }
 
 bool IsTruthy(const FSampleValue& Value, ESelector Selector)

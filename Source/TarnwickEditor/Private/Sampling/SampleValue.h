@@ -4,6 +4,7 @@
 #include "HostTypes.h"
 #include "TarnwickJson.h"
 
+#include <cmath>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -84,7 +85,7 @@ struct FSampleValue
 	static FSampleValue MakeJson(FJson V);
 
 	/** The vector length of the three components. */
-	double Length() const;
+	double Length() const { return std::sqrt(X * X + Y * Y + Z * Z); }
 	/** Same kind and content; strings and object paths compare without regard to case. */
 	bool SameAs(const FSampleValue& Other) const;
 };
@@ -94,7 +95,28 @@ struct FSampleValue
  * and for an enum (its integer); x, y, z and len only for vectors and rotators; base only when the read carried
  * a GAS base value.
  */
-std::optional<double> NumericView(const FSampleValue& Value, ESelector Selector);
+inline std::optional<double> NumericView(const FSampleValue& Value, ESelector Selector)
+{
+	switch (Selector)
+	{
+	case ESelector::None:
+		if (Value.Kind == ESampleKind::Number || (Value.Kind == ESampleKind::String && Value.bHasEnumValue)) return Value.Number;
+		return std::nullopt;
+	case ESelector::X:
+	case ESelector::Y:
+	case ESelector::Z:
+	case ESelector::Len:
+		if (Value.Kind != ESampleKind::Vector && Value.Kind != ESampleKind::Rotator) return std::nullopt;
+		if (Selector == ESelector::X) return Value.X;
+		if (Selector == ESelector::Y) return Value.Y;
+		if (Selector == ESelector::Z) return Value.Z;
+		return Value.Length();
+	case ESelector::Base:
+		if (Value.bHasBase) return Value.Base;
+		return std::nullopt;
+	}
+	return std::nullopt;
+}
 
 /** Whether a selector can ever give a number for a variable of this kind (base aside, which depends on the read). */
 bool SelectorAppliesToKind(ESelector Selector, ESampleKind Kind);

@@ -60,7 +60,7 @@ void FSamplingCore::Emit(size_t Index, double T)
 	Point.Pass = Pass;
 	Point.Index = Acc.SampleCount - 1;
 	Point.Value = &Runtimes[Index].Held;
-	Expectations.OnSample(static_cast<int32>(Index), Point, Acc);
+	Expectations.OnSample(static_cast<int32>(Index), Point);
 }
 
 void FSamplingCore::Tick(double T, ISpecReader& Reader)
@@ -161,7 +161,7 @@ void FSamplingCore::AppendRow(double T, uint64 Frame, const FJson* ClipFields)
 	Rows.BeginRow(T, Frame, ClipFields);
 	for (size_t I = 0; I < Specs.size(); ++I)
 	{
-		if (PassHasValue[I]) Rows.AddValue(static_cast<uint32>(I), Runtimes[I].Held);
+		if (PassHasValue[I]) Rows.AddValue(static_cast<std::uint16_t>(I), Runtimes[I].Held);
 	}
 }
 

@@ -5,24 +5,6 @@
 
 namespace Tarnwick::Sampling
 {
-void FNumericChannel::Add(double V)
-{
-	if (Count == 0)
-	{
-		Min = Max = First = V;
-	}
-	else
-	{
-		if (V < Last) bNonDecreasing = false;
-		if (V > Last) bNonIncreasing = false;
-		Min = std::min(Min, V);
-		Max = std::max(Max, V);
-	}
-	Last = V;
-	Sum += V;
-	++Count;
-}
-
 double FStringState::DwellOf(const std::string& Value) const
 {
 	double Seconds = 0.0;

@@ -28,7 +28,23 @@ struct FNumericChannel
 	bool bNonDecreasing = true;
 	bool bNonIncreasing = true;
 
-	void Add(double V);
+	void Add(double V)
+	{
+		if (Count == 0)
+		{
+			Min = Max = First = V;
+		}
+		else
+		{
+			if (V < Last) bNonDecreasing = false;
+			if (V > Last) bNonIncreasing = false;
+			if (V < Min) Min = V;
+			if (V > Max) Max = V;
+		}
+		Last = V;
+		Sum += V;
+		++Count;
+	}
 	void Integrate(double Dt)
 	{
 		if (Count > 0) Integral += Dt * Last;

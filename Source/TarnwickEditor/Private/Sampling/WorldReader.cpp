@@ -70,10 +70,13 @@ FWorldReader::FRoot FWorldReader::ResolveRoot(FSpecState& State)
 	FRoot Out;
 	APawn* Pawn = IsValid(World.TargetPawn) ? World.TargetPawn : nullptr;
 	UWorld* W = IsValid(World.World) ? World.World : nullptr;
-	APlayerController* PC = W ? W->GetFirstPlayerController() : nullptr;
-	auto Set = [&](UObject* Object, std::string Label) {
+	auto PlayerController = [W]() -> APlayerController* {
+		APlayerController* PC = W ? W->GetFirstPlayerController() : nullptr;
+		return IsValid(PC) ? PC : nullptr;
+	};
+	auto Set = [&](UObject* Object, UObject* Labelled) {
 		Out.Object = Object;
-		Out.Label = std::move(Label);
+		Out.Labelled = Labelled;
 		return Out;
 	};
 	auto Fail = [&](std::string Text) {
@@ -84,48 +87,53 @@ FWorldReader::FRoot FWorldReader::ResolveRoot(FSpecState& State)
 	{
 	case ERootKind::Pawn:
 		if (!Pawn) return Fail("no target pawn resolved yet");
-		return Set(Pawn, Pawn->GetActorLabel());
+		return Set(Pawn, Pawn);
 	case ERootKind::Anim:
 	{
 		if (!Pawn) return Fail("no target pawn resolved yet");
 		std::string Failure;
 		UObject* Anim = FindAnimInstance(State, Pawn, Failure);
 		if (!Anim) return Fail(Failure);
-		return Set(Anim, Pawn->GetActorLabel());
+		return Set(Anim, Pawn);
 	}
 	case ERootKind::Controller:
 	{
 		if (!Pawn) return Fail("no target pawn resolved yet");
 		AController* Controller = Pawn->GetController();
 		if (!IsValid(Controller)) return Fail("target pawn has no controller");
-		return Set(Controller, Controller->GetActorLabel());
+		return Set(Controller, Controller);
 	}
 	case ERootKind::PlayerController:
-		if (!IsValid(PC)) return Fail("no player controller in the PIE world");
-		return Set(PC, PC->GetActorLabel());
+	{
+		APlayerController* PC = PlayerController();
+		if (!PC) return Fail("no player controller in the PIE world");
+		return Set(PC, PC);
+	}
 	case ERootKind::PlayerPawn:
 	{
-		APawn* PlayerPawn = IsValid(PC) ? PC->GetPawn() : nullptr;
+		APlayerController* PC = PlayerController();
+		APawn* PlayerPawn = PC ? PC->GetPawn() : nullptr;
 		if (!IsValid(PlayerPawn)) return Fail("player controller has no pawn");
-		return Set(PlayerPawn, PlayerPawn->GetActorLabel());
+		return Set(PlayerPawn, PlayerPawn);
 	}
 	case ERootKind::PlayerState:
 	{
-		UObject* PlayerState = IsValid(PC) ? ReadObjectProperty(PC, "PlayerState") : nullptr;
+		APlayerController* PC = PlayerController();
+		UObject* PlayerState = PC ? ReadObjectProperty(PC, "PlayerState") : nullptr;
 		if (!PlayerState) return Fail("no player state");
-		return Set(PlayerState, LabelOf(PlayerState));
+		return Set(PlayerState, PlayerState);
 	}
 	case ERootKind::GameMode:
 	{
 		AActor* GameMode = W ? W->GetAuthGameMode() : nullptr;
 		if (!IsValid(GameMode)) return Fail("no authoritative game mode (client world?)");
-		return Set(GameMode, GameMode->GetActorLabel());
+		return Set(GameMode, GameMode);
 	}
 	case ERootKind::GameState:
 	case ERootKind::ActorLabel:
 	case ERootKind::ActorClass:
 	{
-		if (UObject* Cached = State.CachedRoot.Get(); IsValid(Cached)) return Set(Cached, State.CachedLabel);
+		if (UObject* Cached = State.CachedRoot.Get(); IsValid(Cached)) return Set(Cached, Cached);
 		UClass* GameStateBase = State.Root.Kind == ERootKind::GameState ? FindNativeClass("/Script/Engine.GameStateBase", GameStateClass) : nullptr;
 		AActor* Found = nullptr;
 		if (W)
@@ -153,8 +161,7 @@ FWorldReader::FRoot FWorldReader::ResolveRoot(FSpecState& State)
 																 : Tarnwick::Printf("no actor matching '%s'", State.Root.Argument.c_str()));
 		}
 		State.CachedRoot = FWeakObjectPtr(Found);
-		State.CachedLabel = Found->GetActorLabel();
-		return Set(Found, State.CachedLabel);
+		return Set(Found, Found);
 	}
 	case ERootKind::Unknown: return Fail(UnknownRootMessage(State.Root.Argument));
 	}
@@ -306,12 +313,13 @@ FReadResult FWorldReader::Read(size_t SpecIndex, double)
 	}
 	case ESampleSource::Property: Result = ReadPath(State, Root.Object, Spec); break;
 	case ESampleSource::Gas:
-	case ESampleSource::Blackboard: Result = Dispatch(Spec, Root.Label); break;
+	case ESampleSource::Blackboard: Result = Dispatch(Spec, LabelOf(Root.Labelled)); break;
 	}
-	if (Result.Status == EReadStatus::Ok)
+	// The label is kept for the message of a destroyed root; it is read again only when the root changes.
+	if (Result.Status == EReadStatus::Ok && State.LastRoot.Get() != Root.Object)
 	{
 		State.LastRoot = FWeakObjectPtr(Root.Object);
-		State.LastRootLabel = Root.Label;
+		State.LastRootLabel = LabelOf(Root.Labelled);
 	}
 	return Result;
 }

@@ -40,7 +40,6 @@ private:
 		std::string LastRootLabel;
 		/** Roots found by a search are kept while they live, so that a search runs once, not every pass. */
 		FWeakObjectPtr CachedRoot;
-		std::string CachedLabel;
 		/** The AnimInstance last found for a root. */
 		FWeakObjectPtr AnimOwner;
 		FWeakObjectPtr AnimInstance;
@@ -48,7 +47,8 @@ private:
 	struct FRoot
 	{
 		UObject* Object = nullptr;
-		std::string Label;
+		/** Whose label names the root (the pawn for its AnimInstance); asked only when a label is needed. */
+		UObject* Labelled = nullptr;
 		std::string Failure;
 	};
 
