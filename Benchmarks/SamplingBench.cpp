@@ -252,7 +252,7 @@ void BM_Evaluate22OperatorsOver100kRows(benchmark::State& State)
 	Ex::FEvalContext Context;
 	Context.SessionStatus = 1;
 	Context.SessionSeconds = Times.back();
-	for (size_t V = 0; V < 4; ++V) Context.Vars.push_back({Names[V], true, "", -1.0, false, ESampleKind::Missing, -1.0, &Accumulators[V]});
+	for (size_t V = 0; V < 4; ++V) Context.Vars.push_back({Names[V], true, "", false, -1.0, false, ESampleKind::Missing, -1.0, &Accumulators[V]});
 
 	for (auto _ : State)
 	{

@@ -351,7 +351,7 @@ TEST(Evaluator, AResolvedVariableWithoutSamplesFailsAsNoSamples)
 	FVarAccumulator Empty;
 	Tarnwick::Expectations::FEvalContext Context;
 	Context.SessionSeconds = 5.0;
-	Context.Vars.push_back({"speed", true, "", -1.0, false, ESampleKind::Missing, -1.0, &Empty});
+	Context.Vars.push_back({"speed", true, "", false, -1.0, false, ESampleKind::Missing, -1.0, &Empty});
 	const Tarnwick::Expectations::FEvalResult R = Tarnwick::Expectations::EvaluateExpectation(Tracker, Context);
 	EXPECT_FALSE(R.bPassed);
 	EXPECT_EQ(R.Record["reason"], "no_samples");

@@ -257,6 +257,7 @@ TEST_F(SessionSamplingWorldTest, RootsThatFailLatchOrEndWithTheirReasons)
 	ASSERT_TRUE(Sampling.ParseExpectations(FJson::parse(R"([
 		{"id": "beacon_visible", "op": "eq", "var": "beacon", "value": false},
 		{"id": "typo_fails", "op": "gt", "var": "typo", "value": 0},
+		{"id": "hp_fails", "op": "gt", "var": "hp", "value": 0},
 		{"id": "harness", "op": "no_error"}
 	])"),
 		3.0, Refusal, Unsatisfiable))
@@ -313,6 +314,8 @@ TEST_F(SessionSamplingWorldTest, RootsThatFailLatchOrEndWithTheirReasons)
 	EXPECT_EQ(E["beacon_visible"]["passed"], true);
 	EXPECT_EQ(E["typo_fails"]["reason"], "unresolved_var");
 	EXPECT_EQ(E["typo_fails"]["message"], "Expected 'typo > 0', but var 'typo' never resolved: property 'Helth' not found on BP_Hero_C");
+	EXPECT_EQ(E["hp_fails"]["reason"], "dispatch_failed");
+	EXPECT_EQ(E["hp_fails"]["message"], "Expected 'hp > 0', but var 'hp' never resolved: gas dispatch failed");
 	EXPECT_EQ(E["harness"]["message"], "Expected no harness error, but status=1, unresolved required specs=typo, dispatch failures=21.");
 }
 

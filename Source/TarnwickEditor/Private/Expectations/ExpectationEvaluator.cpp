@@ -127,7 +127,7 @@ private:
 
 	FOutcome Unresolved(const FVarView& V) const
 	{
-		FOutcome Out = Fail("unresolved_var",
+		FOutcome Out = Fail(V.bDispatchFailed ? "dispatch_failed" : "unresolved_var",
 			Tarnwick::Printf("Expected '%s', but var '%s' never resolved: %s", Spec.c_str(), V.Name.c_str(), V.Reason.c_str()),
 			V.LatchedT >= 0.0 ? V.LatchedT : ScopeEnd);
 		Out.Observed["var"] = V.Name;

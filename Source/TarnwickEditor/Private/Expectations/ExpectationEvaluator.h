@@ -17,6 +17,8 @@ struct FVarView
 	bool bResolved = false;
 	/** The spec's reason (why it never resolved). */
 	std::string Reason;
+	/** It never resolved because every attempt was a failed dispatch (the gas or ai action itself failed). */
+	bool bDispatchFailed = false;
 	/** When the spec gave up; -1 when it did not. */
 	double LatchedT = -1.0;
 	bool bKindUnstable = false;

@@ -195,6 +195,7 @@ Expectations::FEvalContext FSamplingCore::MakeContext(int32 SessionStatus, doubl
 		V.Name = Specs[I].Name;
 		V.bResolved = R.State == EResolveState::Resolved;
 		V.Reason = !R.Reason.empty() ? R.Reason : std::string("no read has succeeded yet");
+		V.bDispatchFailed = R.DispatchFail > 0 && R.ReadFail == 0;
 		V.LatchedT = R.LatchedT;
 		V.bKindUnstable = R.bKindUnstable;
 		V.FlippedTo = R.FlippedTo;
