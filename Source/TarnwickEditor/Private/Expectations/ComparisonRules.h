@@ -18,9 +18,14 @@ struct FComparisonOutcome
 	bool bHolds = false;
 	/** Numeric comparisons only: > 0 (or >= 0 for the inclusive ones) exactly when the predicate holds. */
 	std::optional<double> Margin;
+	/** Numeric comparisons only: the number the sample was seen as. */
+	double X = 0.0;
 };
 
 /** Applies Op with Value (or Min..Max for between) to the sample seen through Selector. Inline: it runs for every sample. */
+#if defined(__GNUC__)
+[[gnu::always_inline]]
+#endif
 inline FComparisonOutcome ApplyComparison(EOp Op, const FLiteral& Value, double Tolerance, double Min, double Max, const Sampling::FSampleValue& Sample,
 	Sampling::ESelector Selector)
 {
@@ -46,6 +51,7 @@ inline FComparisonOutcome ApplyComparison(EOp Op, const FLiteral& Value, double 
 		Out.bDefined = true;
 		Out.bHolds = bInclusive ? M >= 0.0 : M > 0.0;
 		Out.Margin = M;
+		Out.X = *X;
 		return Out;
 	}
 	if (Selector != Sampling::ESelector::None) return Out;

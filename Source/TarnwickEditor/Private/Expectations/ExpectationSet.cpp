@@ -30,11 +30,6 @@ void FExpectationSet::Init(const std::vector<FExpectation>& Entries, const std::
 	}
 }
 
-void FExpectationSet::OnSample(int32 VarIndex, const FSamplePoint& P)
-{
-	for (size_t At : ByVar[static_cast<size_t>(VarIndex)]) Trackers[At].OnSample(VarIndex, P);
-}
-
 void FExpectationSet::OnFailedRead(int32 VarIndex, double T)
 {
 	for (size_t At : ByVar[static_cast<size_t>(VarIndex)]) Trackers[At].OnFailedRead(VarIndex, T);

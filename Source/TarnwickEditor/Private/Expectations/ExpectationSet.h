@@ -14,7 +14,10 @@ public:
 	/** Entries must name declared variables (the parser's pre-flight guarantees it). */
 	void Init(const std::vector<FExpectation>& Entries, const std::vector<std::string>& VarNames, double Duration);
 
-	void OnSample(int32 VarIndex, const FSamplePoint& P);
+	void OnSample(int32 VarIndex, const FSamplePoint& P)
+	{
+		for (size_t At : ByVar[static_cast<size_t>(VarIndex)]) Trackers[At].OnSample(VarIndex, P);
+	}
 	void OnFailedRead(int32 VarIndex, double T);
 	/** Integrates held values up to T for the trackers whose variable still holds one (Holding, by variable). */
 	void Advance(double T, const std::vector<bool>& Holding);

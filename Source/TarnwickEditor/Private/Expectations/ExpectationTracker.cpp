@@ -111,14 +111,11 @@ FExpectationTracker::FExpectationTracker(FExpectation InEntry, int32 InVarIndex,
 	Sides[1].Event = E.OtherEvent;
 }
 
-void FExpectationTracker::OnSample(int32 Var, const FSamplePoint& P)
+void FExpectationTracker::OnOtherSample(const FSamplePoint& P)
 {
-	if (Var == VarIndex) OnOwnSample(P);
-	if (IsOrdering(E.Op) && Var == OtherIndex && E.InWindow(P.T))
-	{
-		++OtherInScope;
-		Sides[1].OnSample(E, E.OtherVar, P);
-	}
+	if (!IsOrdering(E.Op) || !E.InWindow(P.T)) return;
+	++OtherInScope;
+	Sides[1].OnSample(E, E.OtherVar, P);
 }
 
 void FExpectationTracker::OnFailedRead(int32 Var, double T)
@@ -179,7 +176,7 @@ void FExpectationTracker::OnOwnSample(const FSamplePoint& P)
 	{
 		const FComparisonOutcome Out = ApplyComparison(E.Op, E.Value, E.Tolerance, E.Min.Value, E.Max.Value, V, E.Var.Selector);
 		if (!Out.bDefined) return;
-		if (Out.Margin) View.Add(*Sampling::NumericView(V, E.Var.Selector));
+		if (Out.Margin) View.Add(Out.X);
 		if (Out.bHolds)
 		{
 			++Holding;
@@ -227,7 +224,7 @@ void FExpectationTracker::OnOwnSample(const FSamplePoint& P)
 	case EOp::BecomesWithin:
 	{
 		const FComparisonOutcome Out = ApplyComparison(E.PredicateOp, E.PredicateValue, E.Tolerance, 0.0, 0.0, V, E.Var.Selector);
-		if (Out.Margin) View.Add(*Sampling::NumericView(V, E.Var.Selector));
+		if (Out.Margin) View.Add(Out.X);
 		if (FirstEventT < 0.0 && Out.bHolds) FirstEventT = P.T;
 		break;
 	}

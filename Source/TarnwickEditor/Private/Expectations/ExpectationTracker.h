@@ -80,7 +80,11 @@ struct FExpectationTracker
 {
 	FExpectationTracker(FExpectation InEntry, int32 InVarIndex, int32 InOtherIndex, double InDuration);
 
-	void OnSample(int32 VarIndex, const FSamplePoint& P);
+	void OnSample(int32 Var, const FSamplePoint& P)
+	{
+		if (Var == VarIndex) OnOwnSample(P);
+		if (Var == OtherIndex) OnOtherSample(P);
+	}
 	void OnFailedRead(int32 VarIndex, double T);
 	/** Integrates held values up to T (the end of the session). */
 	void Advance(double T);
@@ -149,6 +153,7 @@ struct FExpectationTracker
 
 private:
 	void OnOwnSample(const FSamplePoint& P);
+	void OnOtherSample(const FSamplePoint& P);
 	/** Counts the operator's event on this sample, against the previous sample in scope. */
 	void CountEvent(const Sampling::FSampleValue& V);
 };
