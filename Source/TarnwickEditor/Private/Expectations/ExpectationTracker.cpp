@@ -268,6 +268,10 @@ bool FExpectationTracker::UpdateTerminal(double Now, const FVarAccumulator* VarA
 	if (E.Op == EOp::NoError) return false;
 	double At = Now;
 	bool bFailed = false;
+	auto FailAt = [&](double T) {
+		bFailed = true;
+		At = T;
+	};
 	if (bVarLatched || bVarFlipped) bFailed = true;
 	else if (bKindOk && !*bKindOk)
 	{
@@ -276,9 +280,9 @@ bool FExpectationTracker::UpdateTerminal(double Now, const FVarAccumulator* VarA
 	}
 	else if (IsComparison(E.Op))
 	{
-		if (E.When == EWhen::Always && Violation.bSet) bFailed = true, At = Violation.T;
-		else if (E.When == EWhen::Never && FirstHold.bSet) bFailed = true, At = FirstHold.T;
-		else if (E.When == EWhen::Initial && InScope > 0 && !bInitialHolds) bFailed = true, At = FirstT;
+		if (E.When == EWhen::Always && Violation.bSet) FailAt(Violation.T);
+		else if (E.When == EWhen::Never && FirstHold.bSet) FailAt(FirstHold.T);
+		else if (E.When == EWhen::Initial && InScope > 0 && !bInitialHolds) FailAt(FirstT);
 	}
 	else
 	{
@@ -289,7 +293,7 @@ bool FExpectationTracker::UpdateTerminal(double Now, const FVarAccumulator* VarA
 		case EOp::BecomesWithin:
 		{
 			const double Deadline = std::min(E.Seconds.Value, E.WindowTo);
-			if (FirstEventT > E.Seconds.Value || (FirstEventT < 0.0 && Now > Deadline)) bFailed = true, At = Deadline;
+			if (FirstEventT > E.Seconds.Value || (FirstEventT < 0.0 && Now > Deadline)) FailAt(Deadline);
 			break;
 		}
 		case EOp::StaysTrueFor:
@@ -304,7 +308,7 @@ bool FExpectationTracker::UpdateTerminal(double Now, const FVarAccumulator* VarA
 		case EOp::Transitions:
 		case EOp::RisingEdges:
 		case EOp::FallingEdges:
-			if (CountExceededT >= 0.0) bFailed = true, At = CountExceededT;
+			if (CountExceededT >= 0.0) FailAt(CountExceededT);
 			break;
 		case EOp::TimeInState:
 			if (VarAcc && E.MaxSeconds.bGiven && ScopeAccumulator(*VarAcc).Str.DwellOf(E.Value.String) > E.MaxSeconds.Value) bFailed = true;
@@ -322,15 +326,15 @@ bool FExpectationTracker::UpdateTerminal(double Now, const FVarAccumulator* VarA
 					(E.MaxGap.bGiven && Gap > E.MaxGap.Value);
 				At = std::max(A.T, B.T);
 			}
-			else if (B.bOccurred) bFailed = true, At = B.T;
-			else if (A.bOccurred && E.MaxGap.bGiven && Now - A.T > E.MaxGap.Value) bFailed = true, At = A.T + E.MaxGap.Value;
+			else if (B.bOccurred) FailAt(B.T);
+			else if (A.bOccurred && E.MaxGap.bGiven && Now - A.T > E.MaxGap.Value) FailAt(A.T + E.MaxGap.Value);
 			break;
 		}
 		case EOp::Monotonic:
-			if (Regression.bSet) bFailed = true, At = Regression.T;
+			if (Regression.bSet) FailAt(Regression.T);
 			break;
 		case EOp::Stable:
-			if (SpreadExceededT >= 0.0) bFailed = true, At = SpreadExceededT;
+			if (SpreadExceededT >= 0.0) FailAt(SpreadExceededT);
 			break;
 		default: break;
 		}
