@@ -97,7 +97,7 @@ FJson ProbesJson(const std::vector<FProbe>& Probes)
 	return Out;
 }
 
-void WriteInputEvents(const std::vector<FInputEvent>& Events, FJson& Report)
+void WriteInputEvents(const std::vector<FInputEvent>& Events, const std::vector<std::string>& ReleasedKeys, FJson& Report)
 {
 	FJson List = FJson::array();
 	int32 Fired = 0;
@@ -112,7 +112,8 @@ void WriteInputEvents(const std::vector<FInputEvent>& Events, FJson& Report)
 		if (Event.bFired && !Event.bOk) ++Failed;
 	}
 	Report["input_events"] = std::move(List);
-	Report["input_events_summary"] = FJson{{"total", static_cast<int32>(Events.size())}, {"fired", Fired}, {"failed", Failed}};
+	Report["input_events_summary"] = FJson{{"total", static_cast<int32>(Events.size())}, {"fired", Fired}, {"failed", Failed},
+		{"released_keys", StringArray(ReleasedKeys)}};
 }
 
 FJson ActorSetupJson(const std::vector<FActorSetupEntry>& Entries)
@@ -211,7 +212,7 @@ FJson BuildReport(const FPieSmokeSession& Session, const FReportEnvironment& Env
 	Report["ok"] = Verdicts.bOk;
 
 	Report["probes"] = ProbesJson(Spec.Probes);
-	WriteInputEvents(Spec.InputEvents, Report);
+	WriteInputEvents(Spec.InputEvents, Session.ReleasedKeys, Report);
 	Report["actor_setup"] = ActorSetupJson(Spec.ActorSetup);
 	Report["profiling"] = ProfilingJson(Session.Profiling);
 	return Report;

@@ -9,12 +9,10 @@
 #include "Object.h"
 #include "PieSmoke/PieSmokeSpec.h"
 #include "Sampling/SessionSampling.h"
+#include "World.h"
 
 #include <string>
 #include <vector>
-
-class UWorld;
-class APawn;
 
 namespace Tarnwick::PieSmoke
 {
@@ -70,7 +68,10 @@ struct FPieSmokeRuntime
 	bool bStoppedByTool = false;
 	bool bTeardownRequested = false;
 	int32 ReadyTicks = 0;
+	/** The session took a background-throttle reference (reported as unthrottled). */
 	bool bUnthrottleApplied = false;
+	/** ... and still holds it (the clean-up gives it back). */
+	bool bThrottleHeld = false;
 	bool bCleanupDone = false;
 	/** The expectations were evaluated against the session's final state. */
 	bool bFinalEvaluationDone = false;
@@ -153,6 +154,8 @@ struct FPieSmokeSession
 	FRuntimeIdentity Identity;
 	FProfilingState Profiling;
 	Sampling::FSessionSampling Sampling;
+	/** Keys a down left held that the end of the session released. */
+	std::vector<std::string> ReleasedKeys;
 
 	/** The PIE world this session started, and the pawn it observes (weak: either may go at any time). */
 	TWeakObjectPtr<UWorld> PieWorld;
