@@ -30,6 +30,17 @@ struct FCallOptions
 	std::string ArgumentsJson = "{}";
 };
 
+struct FSmokeOptions
+{
+	FCommonOptions Common;
+	/** A JSON file holding run_pie_smoke's parameters. */
+	std::string SpecFile;
+	/** Where to write the report; empty: not written. */
+	std::string ReportFile;
+};
+
 int RunServe(const FServeOptions& Options);
 int RunCall(const FCallOptions& Options);
+/** Runs one smoke session on the virtual clock: 0 ok, 1 not ok, 2 refused or a bad spec file. */
+int RunSmoke(const FSmokeOptions& Options);
 }
