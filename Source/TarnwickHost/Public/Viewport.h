@@ -3,12 +3,14 @@
 //
 // A level viewport client owns a camera (perspective or one of the orthographic views), a field of view,
 // realtime and game-view flags and a view mode; its FViewport has a pixel size, 0 by 0 while the viewport is
-// not shown. Pixel access arrives with the capture work. Implemented by the host; game thread only.
+// not shown, and the pixels of the frame it last drew. Implemented by the host; game thread only.
 #pragma once
+#include "Color.h"
 #include "HostTypes.h"
 #include "MathTypes.h"
 
 #include <string>
+#include <vector>
 
 struct FIntPoint
 {
@@ -66,6 +68,13 @@ public:
 	virtual FIntPoint GetSizeXY() const = 0;
 	/** Marks the viewport for redraw on the next frame. */
 	virtual void Invalidate() = 0;
+	/**
+	 * Reads back the frame the viewport last drew: BGRA8 pixels, rows top to bottom, as many as its render target
+	 * holds (the size it was drawn at, which lags a resize by one draw). A viewport that was never drawn reads back
+	 * black. Waits for the render thread, as the engine's read-back does; callers that need the latest frame flush
+	 * rendering commands first. False, with OutImageData empty, when the viewport has no size.
+	 */
+	virtual bool ReadPixels(std::vector<FColor>& OutImageData) = 0;
 };
 
 class FEditorViewportClient

@@ -154,6 +154,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	}
 	Host->Registry = std::make_unique<FSimObjectRegistry>(Host->Project.Dir);
 	Host->Quiescence = std::make_unique<FSimQuiescence>();
+	if (IsPythonPluginEnabled(Host->Project.Descriptor.Plugins)) Host->PythonPlugin = std::make_unique<FSimPythonPlugin>();
 	Host->Install();
 	Host->RenderThread = std::make_unique<FSimRenderThread>();
 	Tarnwick::Host::SetRenderingThread(Host->RenderThread.get());
@@ -206,6 +207,7 @@ void FSimHost::Install()
 	Tarnwick::Host::SetObjectSystem(Registry.get());
 	Tarnwick::Host::SetQuiescence(Quiescence.get());
 	Tarnwick::Host::SetEngineLoop(this);
+	Tarnwick::Host::SetPythonScriptPlugin(PythonPlugin.get());
 	FGameThreadTaskQueue::Get().MarkGameThread();
 	bInstalled = true;
 }
@@ -214,6 +216,7 @@ void FSimHost::Uninstall()
 {
 	if (!bInstalled) return;
 	Tarnwick::Host::SetEditor(nullptr);
+	Tarnwick::Host::SetPythonScriptPlugin(nullptr);
 	Tarnwick::Host::SetEngineLoop(nullptr);
 	Tarnwick::Host::SetQuiescence(nullptr);
 	Tarnwick::Host::SetObjectSystem(nullptr);

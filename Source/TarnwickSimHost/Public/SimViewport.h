@@ -2,8 +2,11 @@
 // rendered yet; a viewport counts its draws, and a size change makes the render thread reallocate its
 // (imaginary) render targets, logged as the engine logs it. Game thread only.
 #pragma once
+#include "GameViewport.h"
 #include "Viewport.h"
 
+#include <map>
+#include <set>
 #include <string>
 
 namespace Tarnwick::Sim
@@ -13,6 +16,7 @@ class FSimViewport final : public FViewport
 public:
 	FIntPoint GetSizeXY() const override { return Size; }
 	void Invalidate() override { bInvalidated = true; }
+	bool ReadPixels(std::vector<FColor>& OutImageData) override;
 
 	/** Changes the size; the next draw reallocates render targets. */
 	void Resize(FIntPoint NewSize);
@@ -21,7 +25,18 @@ public:
 	FIntPoint AllocatedSize;
 	bool bInvalidated = true;
 	uint64 DrawCount = 0;
+	/** Show flags switched away from their defaults by "showflag.<Name> 0|1" (lower-case names). */
+	std::map<std::string, bool> ShowFlags;
+	/** Stat groups shown by "stat <group>" (lower-case names). */
+	std::set<std::string> Stats;
+	/** The game viewport's view mode ("viewmode"); level viewport clients keep their own. */
+	int32 ViewModeIndex = 3;
 };
+
+/** The engine's show flags the console knows, with their defaults in a game viewport. */
+bool FindShowFlag(const std::string& Name, std::string& OutCanonical, bool& OutDefault);
+/** The view mode named by the console's "viewmode <name>" (lit, unlit, wireframe, ...); false for others. */
+bool FindViewModeByConsoleName(const std::string& Name, int32& OutIndex);
 
 class FSimLevelViewportClient final : public FEditorViewportClient
 {
@@ -59,6 +74,26 @@ public:
 	bool bRealtime = true;
 	bool bGameView = false;
 	int32 ViewModeIndex = 3; // VMI_Lit
+};
+
+/**
+ * The PIE viewport's client: input into the game goes to the world's first player controller. The mouse
+ * starts at the viewport's centre; each move hands the difference on as MouseX (rightwards) and MouseY (upwards).
+ */
+class FSimGameViewportClient final : public UGameViewportClient
+{
+public:
+	FSimGameViewportClient(FSimViewport& InViewport, UWorld* InWorld);
+	FViewport* GetGameViewport() const override { return &Viewport; }
+	UWorld* GetWorld() const override { return World; }
+	bool InputKey(const FInputKeyParams& Params) override;
+	bool MouseMove(int32 X, int32 Y) override;
+	FIntPoint GetMousePosition() const override { return Mouse; }
+
+private:
+	FSimViewport& Viewport;
+	UWorld* World;
+	FIntPoint Mouse;
 };
 
 /** The engine's display name of a view mode ("Lit", "Wireframe"); "Unknown" otherwise. */
