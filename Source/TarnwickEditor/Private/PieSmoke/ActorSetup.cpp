@@ -1,5 +1,6 @@
 #include "PieSmoke/ActorSetup.h"
 
+#include "AIController.h"
 #include "PieSmoke/SmokeParamReaders.h"
 #include "UObjectGlobals.h"
 #include "World.h"
@@ -57,23 +58,27 @@ void IssueMoveTo(AActor& Actor, const FVector& Goal, FActorSetupActor& Result)
 		Result.MoveResult = "not_a_pawn";
 		return;
 	}
-	if (!Pawn->GetController())
+	if (!Pawn->GetController()) Pawn->SpawnDefaultController();
+	AController* Controller = Pawn->GetController();
+	if (!Controller)
 	{
 		Result.MoveResult = "no_controller";
 		return;
 	}
-	(void)Goal;
-	IObjectSystem* Objects = Tarnwick::Host::GetObjectSystem();
-	const auto* AIClass = Objects ? Cast<UClass>(Objects->FindObject("/Script/AIModule.AIController")) : nullptr;
-	const UClass* ControllerClass = Pawn->GetController()->GetClass();
-	if (!AIClass || !ControllerClass || !ControllerClass->IsChildOf(AIClass))
+	auto* AI = Cast<AAIController>(Controller);
+	if (!AI)
 	{
 		Result.MoveResult = "controller_not_ai";
 		return;
 	}
-	// The host has no AI path following to ask yet: the request cannot be sent.
-	Result.MoveResult = "failed";
-	Result.Error = "AAIController::MoveToLocation is not available in this editor";
+	Result.bMoveIssued = true;
+	switch (AI->MoveToLocation(Goal))
+	{
+	case EPathFollowingRequestResult::Failed: Result.MoveResult = "failed"; break;
+	case EPathFollowingRequestResult::AlreadyAtGoal: Result.MoveResult = "already_at_goal"; break;
+	case EPathFollowingRequestResult::RequestSuccessful: Result.MoveResult = "request_successful"; break;
+	default: Result.MoveResult = "unknown"; break;
+	}
 }
 }
 

@@ -1,6 +1,7 @@
 #include "PieSmoke/ClipCapture.h"
 
 #include "Editor.h"
+#include "ImageUtils.h"
 #include "Paths.h"
 #include "PieSmoke/ScriptRunner.h"
 #include "Printf.h"
@@ -35,14 +36,28 @@ bool IsDiskAbsolute(const std::string& Path)
 	return First.size() > 1 && std::filesystem::is_directory(First, Ec);
 }
 
-/** The grab itself: the PIE viewport's pixels to a PNG. Without a pixel read on this host, nothing is saved. */
+/** The grab itself: the PIE viewport's pixels, made opaque, to a PNG. */
 FFrameGrab GrabPieViewport(const std::string& Path, bool bFirst)
 {
-	(void)Path;
 	FFrameGrab Grab;
 	FViewport* Viewport = GEditor ? GEditor->GetGameViewport() : nullptr;
-	if (!Viewport || Viewport->GetSizeXY().X <= 0 || Viewport->GetSizeXY().Y <= 0) return Grab;
+	if (!Viewport) return Grab;
+	const FIntPoint Size = Viewport->GetSizeXY();
+	if (Size.X <= 0 || Size.Y <= 0) return Grab;
+	// The first read must see a rendered frame, not whatever the render target held before PIE drew.
 	if (bFirst) FlushRenderingCommands();
+	std::vector<FColor> Pixels;
+	const size_t Expected = static_cast<size_t>(Size.X) * static_cast<size_t>(Size.Y);
+	if (!Viewport->ReadPixels(Pixels) || Pixels.size() < Expected) return Grab;
+	Pixels.resize(Expected);
+	const FColor First = Pixels.front();
+	Grab.bUniform = true;
+	for (FColor& Pixel : Pixels)
+	{
+		if (!Pixel.EqualsRGB(First)) Grab.bUniform = false;
+		Pixel.A = 255;
+	}
+	Grab.bSaved = FImageUtils::SaveImageByExtension(Path, FImageView(Pixels, Size.X, Size.Y));
 	return Grab;
 }
 }

@@ -1,6 +1,8 @@
 #include "PieSmoke/ScriptRunner.h"
 
-#include "TarnwickLog.h"
+#include "Engine.h"
+#include "PythonScriptPlugin.h"
+#include "World.h"
 
 namespace Tarnwick::PieSmoke
 {
@@ -8,17 +10,35 @@ namespace
 {
 void RunConsoleCommand(UWorld* World, const std::string& Command)
 {
-	(void)World;
-	// The host has no console command executor yet; say so instead of pretending the command ran.
-	TW_LOG(LogTarnwick, Warning, "console command '%s' not run: this editor has no console command executor", Command.c_str());
+	APlayerController* Controller = World ? World->GetFirstPlayerController() : nullptr;
+	if (Controller)
+	{
+		Controller->ConsoleCommand(Command, true);
+		return;
+	}
+	// Without a player (the editor world, a world still loading) the engine runs it on the world itself.
+	if (GEngine) GEngine->Exec(World, Command, *GLog);
 }
 
 FScriptOutcome RunPython(const std::string& Source)
 {
-	(void)Source;
 	FScriptOutcome Outcome;
-	Outcome.bPythonOk = false;
-	Outcome.PythonOutput = PythonPluginUnavailable;
+	IPythonScriptPlugin* Python = IPythonScriptPlugin::Get();
+	if (!Python)
+	{
+		Outcome.PythonOutput = PythonPluginUnavailable;
+		return Outcome;
+	}
+	if (!Python->IsPythonAvailable())
+	{
+		Outcome.PythonOutput = PythonNotAvailable;
+		return Outcome;
+	}
+	FPythonCommandEx Command;
+	Command.Command = Source;
+	Command.ExecutionMode = EPythonCommandExecutionMode::ExecuteFile;
+	Outcome.bPythonOk = Python->ExecPythonCommandEx(Command);
+	Outcome.PythonOutput = Command.CommandResult;
 	return Outcome;
 }
 }

@@ -49,8 +49,22 @@ void ApplyViewTarget(FPieSmokeSession& Session, UWorld& World)
 {
 	FViewTargetState& View = Session.ViewTarget;
 	View.Requested = Session.Spec.ViewTargetActor;
-	// The host cannot report or change a player's view target yet, so nothing is claimed as resolved.
-	(void)World;
+	APlayerController* Controller = World.GetFirstPlayerController();
+	if (!Controller) return;
+	if (const AActor* Current = Controller->GetViewTarget())
+	{
+		View.ActiveActor = Current->GetName();
+		View.ActiveClass = ClassName(Current);
+	}
+	if (View.Requested.empty()) return;
+	AActor* Target = FindViewTargetActor(World.GetActors(), View.Requested);
+	if (!Target) return;
+	Controller->SetViewTarget(Target);
+	View.bResolved = true;
+	View.ResolvedActor = Target->GetName();
+	View.ResolvedClass = ClassName(Target);
+	View.ActiveActor = View.ResolvedActor;
+	View.ActiveClass = View.ResolvedClass;
 }
 
 void UpdateRuntimeIdentity(FRuntimeIdentity& Identity, const std::string& ExpectedAnimClass, const APawn* Pawn)
