@@ -157,6 +157,9 @@ void FTarnwickEditorModule::ShutdownModule()
 		Tarnwick::Diagnostics::GAttachDispatchDiagnostics = nullptr;
 		bDiagnosticsBound = false;
 	}
+	// The install may still be queued on the render thread; let it land first, or it would run after this check
+	// and leave the filter in place for good.
+	FlushRenderingCommands();
 	if (GEnsureFilterInstalled.load())
 	{
 		EnqueueRenderCommand("TarnwickRestoreRTEnsureHandler", [] {
