@@ -590,3 +590,17 @@ TEST_F(PieSmokeSessionTest, ActorSetupSpawnsIntoTheSessionFolder)
 	EXPECT_EQ(Setup[3]["actors"], FJson::array());
 	ASSERT_TRUE(RunToEnd(Id));
 }
+
+TEST_F(PieSmokeSessionTest, TheRuntimeIdentityNamesThePawnsAnimationSetup)
+{
+	CreateHost();
+	const std::string Id = Start(FJson{{"duration", 0.1}, {"expected_anim_class", "ABP_Villain"}, {"pawn_class", "hero"}});
+	ASSERT_TRUE(RunToEnd(Id));
+	EXPECT_EQ(Poll(Id)["runtime_identity"], FJson::parse(R"({"actor": "BP_Hero_C_0", "actor_class": "BP_Hero_C", "skel_comp": "CharacterMesh0",
+		"anim_instance_class": "ABP_Hero_C", "mesh_anim_class": "/Game/Characters/ABP_Hero.ABP_Hero_C", "animation_mode": "AnimationBlueprint",
+		"anim_class_changed": false, "expected_anim_class": "ABP_Villain", "expected_mismatch": true})"));
+	Host->StepFrames(3);
+	const std::string Other = Start(FJson{{"duration", 0.1}, {"expected_anim_class", "abp_hero"}, {"pawn_class", "NoSuchPawn"}});
+	ASSERT_TRUE(RunToEnd(Other));
+	EXPECT_EQ(Poll(Other)["runtime_identity"]["actor"], "") << "no pawn of that class, so nothing is observed";
+}
