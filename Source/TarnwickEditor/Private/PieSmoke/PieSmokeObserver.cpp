@@ -32,10 +32,9 @@ std::string RegistryKey(const std::string& Id)
 }
 
 /** The session's PIE world when it is still playable: alive, the editor's current PIE world, not tearing down. */
-UWorld* LivePieWorld(const FPieSmokeSession& Session)
+UWorld* LivePieWorld(const FPieSmokeSession& Session, UWorld* World)
 {
 	if (!Session.Runtime.bPieAlive) return nullptr;
-	UWorld* World = Tarnwick::GetPIEWorld();
 	if (!IsValid(World) || World->IsTearingDown()) return nullptr;
 	if (Session.PieWorld.IsStale() || (Session.PieWorld.Get() && Session.PieWorld.Get() != World)) return nullptr;
 	return World;
@@ -136,9 +135,11 @@ FJson FPieSmokeObserver::BuildReport(FPieSmokeSession& Session, bool bIncludeSam
 bool FPieSmokeObserver::Tick()
 {
 	const double Now = FPlatformTime::Seconds();
+	// Looked up once per frame: nothing a session does this frame can end PIE before the next one.
+	UWorld* PieWorld = Tarnwick::GetPIEWorld();
 	for (auto& [Key, Session] : Sessions)
 	{
-		if (Session->Runtime.Status == ESessionStatus::Running) TickSession(*Session, Now);
+		if (Session->Runtime.Status == ESessionStatus::Running) TickSession(*Session, PieWorld, Now);
 	}
 	RequestTeardownIfIdle();
 	if (RunningCount() > 0) return true;
@@ -146,13 +147,13 @@ bool FPieSmokeObserver::Tick()
 	return false;
 }
 
-void FPieSmokeObserver::TickSession(FPieSmokeSession& Session, double Now)
+void FPieSmokeObserver::TickSession(FPieSmokeSession& Session, UWorld* PieWorld, double Now)
 {
 	FPieSmokeRuntime& R = Session.Runtime;
 	const FPieSmokeSpec& Spec = Session.Spec;
 	R.LastWall = Now;
 
-	UWorld* World = LivePieWorld(Session);
+	UWorld* World = LivePieWorld(Session, PieWorld);
 	if (!World)
 	{
 		// PIE ended underneath the session (the user, stop_pie, a crash of the world): it completed, it did not fail.

@@ -21,6 +21,7 @@
 #include <vector>
 
 class FTarnwickLogCapture;
+class UWorld;
 
 namespace Tarnwick::PieSmoke
 {
@@ -74,7 +75,7 @@ private:
 	void Cleanup(FPieSmokeSession& Session, double SessionSeconds);
 	/** With nothing running and a PIE world open: ask the editor to end it. */
 	void RequestTeardownIfIdle();
-	void TickSession(FPieSmokeSession& Session, double Now);
+	void TickSession(FPieSmokeSession& Session, UWorld* PieWorld, double Now);
 
 	std::map<std::string, std::unique_ptr<FPieSmokeSession>> Sessions;
 	uint32 NextSessionNumber = 0;

@@ -127,6 +127,16 @@ struct FRuntimeIdentity
 	bool bExpectedMismatch = false;
 };
 
+/** What the identity update looked up for the current pawn, so each ready tick only reads values. */
+struct FRuntimeIdentityLookup
+{
+	TWeakObjectPtr<APawn> Pawn;
+	TWeakObjectPtr<UActorComponent> Mesh;
+	const FProperty* AnimInstance = nullptr;
+	const FProperty* AnimationMode = nullptr;
+	const FProperty* AnimClass = nullptr;
+};
+
 struct FProfilingState
 {
 	bool bCsvRequested = false;
@@ -152,6 +162,7 @@ struct FPieSmokeSession
 	FClipState Clip;
 	FViewTargetState ViewTarget;
 	FRuntimeIdentity Identity;
+	FRuntimeIdentityLookup IdentityLookup;
 	FProfilingState Profiling;
 	Sampling::FSessionSampling Sampling;
 	/** Keys a down left held that the end of the session released. */

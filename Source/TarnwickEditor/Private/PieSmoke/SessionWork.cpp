@@ -49,7 +49,7 @@ void DoSessionWork(FPieSmokeSession& Session, UWorld& World, double T)
 	if (!Session.TargetPawn.IsValid()) Session.TargetPawn = ResolveTargetPawn(World, Spec.PawnClass);
 	++R.ReadyTicks;
 	if (Spec.bCsvProfile || !Spec.TraceChannels.empty()) StartProfiling(Session);
-	UpdateRuntimeIdentity(Session.Identity, Spec.ExpectedAnimClass, Session.TargetPawn.Get());
+	UpdateRuntimeIdentity(Session.Identity, Session.IdentityLookup, Spec.ExpectedAnimClass, Session.TargetPawn.Get());
 	if (!Session.bActorSetupDone && !Spec.ActorSetup.empty())
 	{
 		Session.bActorSetupDone = true;

@@ -18,13 +18,6 @@ std::string ClassName(const UObject* Object)
 	return Object && Object->GetClass() ? Object->GetClass()->GetName() : std::string();
 }
 
-bool ReadProperty(const UObject& Object, const char* Name, FPropertyValue& Out)
-{
-	const UClass* Class = Object.GetClass();
-	const FProperty* Property = Class ? Class->FindPropertyByName(Name) : nullptr;
-	return Property && Object.GetPropertyValue(*Property, Out);
-}
-
 const UClass* FindNativeClass(const char* Path)
 {
 	IObjectSystem* Objects = Tarnwick::Host::GetObjectSystem();
@@ -67,22 +60,39 @@ void ApplyViewTarget(FPieSmokeSession& Session, UWorld& World)
 	View.ActiveClass = View.ResolvedClass;
 }
 
-void UpdateRuntimeIdentity(FRuntimeIdentity& Identity, const std::string& ExpectedAnimClass, const APawn* Pawn)
+void UpdateRuntimeIdentity(FRuntimeIdentity& Identity, FRuntimeIdentityLookup& Lookup, const std::string& ExpectedAnimClass, APawn* Pawn)
 {
-	Identity.ExpectedAnimClass = ExpectedAnimClass;
 	if (!IsValid(Pawn)) return;
-	Identity.Actor = Pawn->GetName();
-	Identity.ActorClass = ClassName(Pawn);
-	const UClass* SkeletalMeshClass = FindNativeClass("/Script/Engine.SkeletalMeshComponent");
-	const UActorComponent* Mesh = SkeletalMeshClass ? Pawn->FindComponentByClass(SkeletalMeshClass) : nullptr;
+	if (Lookup.Pawn.Get() != Pawn)
+	{
+		Lookup = FRuntimeIdentityLookup();
+		Lookup.Pawn = Pawn;
+		Identity.Actor = Pawn->GetName();
+		Identity.ActorClass = ClassName(Pawn);
+		Identity.ExpectedAnimClass = ExpectedAnimClass;
+		const UClass* SkeletalMeshClass = FindNativeClass("/Script/Engine.SkeletalMeshComponent");
+		UActorComponent* Mesh = SkeletalMeshClass ? Pawn->FindComponentByClass(SkeletalMeshClass) : nullptr;
+		Identity.SkelComp = Mesh ? Mesh->GetName() : std::string();
+		if (Mesh && Mesh->GetClass())
+		{
+			Lookup.Mesh = Mesh;
+			Lookup.AnimInstance = Mesh->GetClass()->FindPropertyByName("AnimScriptInstance");
+			Lookup.AnimationMode = Mesh->GetClass()->FindPropertyByName("AnimationMode");
+			Lookup.AnimClass = Mesh->GetClass()->FindPropertyByName("AnimClass");
+		}
+	}
+	const UActorComponent* Mesh = Lookup.Mesh.Get();
 	if (!Mesh) return;
-	Identity.SkelComp = Mesh->GetName();
 	FPropertyValue Value;
-	if (ReadProperty(*Mesh, "AnimScriptInstance", Value)) Identity.AnimInstanceClass = ClassName(Value.ObjectValue.Get());
-	if (ReadProperty(*Mesh, "AnimationMode", Value)) Identity.AnimationMode = Value.StringValue;
+	if (Lookup.AnimInstance && Mesh->GetPropertyValue(*Lookup.AnimInstance, Value)) Identity.AnimInstanceClass = ClassName(Value.ObjectValue.Get());
+	if (Lookup.AnimationMode && Mesh->GetPropertyValue(*Lookup.AnimationMode, Value)) Identity.AnimationMode = Value.StringValue;
 	std::string AnimClass;
-	if (ReadProperty(*Mesh, "AnimClass", Value) && Value.ObjectValue.Get()) AnimClass = Value.ObjectValue.Get()->GetPathName();
-	if (!Identity.MeshAnimClass.empty() && AnimClass != Identity.MeshAnimClass) Identity.bAnimClassChanged = true;
+	if (Lookup.AnimClass && Mesh->GetPropertyValue(*Lookup.AnimClass, Value) && Value.ObjectValue.Get())
+	{
+		AnimClass = Value.ObjectValue.Get()->GetPathName();
+	}
+	if (AnimClass == Identity.MeshAnimClass && !Identity.MeshAnimClass.empty()) return;
+	if (!Identity.MeshAnimClass.empty()) Identity.bAnimClassChanged = true;
 	Identity.MeshAnimClass = AnimClass;
 	Identity.bExpectedMismatch = !ExpectedAnimClass.empty() && !ContainsIgnoreCase(AnimClass, ExpectedAnimClass);
 }

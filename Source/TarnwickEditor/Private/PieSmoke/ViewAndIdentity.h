@@ -20,6 +20,9 @@ AActor* FindViewTargetActor(const std::vector<AActor*>& Actors, const std::strin
 /** Records the current view target and applies view_target_actor. */
 void ApplyViewTarget(FPieSmokeSession& Session, UWorld& World);
 
-/** Updates the runtime identity from the target pawn (nothing without one). */
-void UpdateRuntimeIdentity(FRuntimeIdentity& Identity, const std::string& ExpectedAnimClass, const APawn* Pawn);
+/**
+ * Updates the runtime identity from the target pawn (nothing without one). Lookup keeps the pawn's skeletal mesh
+ * and its properties between calls; it is redone when the pawn changes.
+ */
+void UpdateRuntimeIdentity(FRuntimeIdentity& Identity, FRuntimeIdentityLookup& Lookup, const std::string& ExpectedAnimClass, APawn* Pawn);
 }
