@@ -1,4 +1,5 @@
-// tarnwick: the executable. `serve` runs the MCP server on the editor's frame loop; `call` runs one tool.
+// tarnwick: the executable. `serve` runs the MCP server on the editor's frame loop; `call` runs one tool; `smoke`
+// runs one PIE smoke session to its end.
 #include "TarnwickProgram.h"
 
 #include <CLI/CLI.hpp>
@@ -53,6 +54,16 @@ int main(int Argc, char** Argv)
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();
 
+	Tarnwick::Program::FSmokeOptions Smoke;
+	CLI::App* SmokeCmd = App.add_subcommand("smoke",
+		"Run one PIE smoke session to its end on the virtual clock; exit 0 when ok, 1 when not, 2 on a refusal or a bad spec");
+	SmokeCmd->add_option("--project", Smoke.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
+	SmokeCmd->add_option("spec", Smoke.SpecFile, "JSON file holding run_pie_smoke's parameters")->required();
+	SmokeCmd->add_option("--report", Smoke.ReportFile, "Write the session's report (JSON) to this file");
+	SmokeCmd->add_option("--log-level", Smoke.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
+		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
+		->capture_default_str();
+
 	try
 	{
 		App.parse(Argc, Argv);
@@ -65,6 +76,10 @@ int main(int Argc, char** Argv)
 	if (ServeCmd->parsed())
 	{
 		return Tarnwick::Program::RunServe(Serve);
+	}
+	if (SmokeCmd->parsed())
+	{
+		return Tarnwick::Program::RunSmoke(Smoke);
 	}
 	return Tarnwick::Program::RunCall(Call);
 }

@@ -45,6 +45,17 @@ std::string CheckListenAddress(const std::string& Host, int Port, bool bAllowRem
 /** The .mcp.json entry for a server at Address (host:port), with an Authorization header when bToken. */
 std::string ClientConfigText(const std::string& Address, bool bToken);
 
+struct FSmokeOptions
+{
+	FCommonOptions Common;
+	/** A JSON file holding run_pie_smoke's parameters. */
+	std::string SpecFile;
+	/** Where to write the report; empty: not written. */
+	std::string ReportFile;
+};
+
 int RunServe(const FServeOptions& Options);
 int RunCall(const FCallOptions& Options);
+/** Runs one smoke session on the virtual clock: 0 ok, 1 not ok, 2 refused or a bad spec file. */
+int RunSmoke(const FSmokeOptions& Options);
 }

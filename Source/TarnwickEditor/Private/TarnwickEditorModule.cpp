@@ -46,6 +46,7 @@ FTarnwickHandlerTable BuildHandlerTable(FTarnwickLogCapture* Capture)
 	Tarnwick::Editor::AddLogHandlers(Table, Capture);
 	Tarnwick::Editor::AddPieHandlers(Table);
 	Tarnwick::Editor::AddViewportHandlers(Table);
+	Tarnwick::Editor::AddPieSmokeHandlers(Table, Capture);
 	return Table;
 }
 }
@@ -150,6 +151,7 @@ void FTarnwickEditorModule::ShutdownModule()
 	}
 	OpenModals.clear();
 	FTarnwickToolRegistry::Get().UnregisterNamespace(EditorNamespace);
+	Tarnwick::Editor::ShutdownPieSmoke();
 	UnregisterSettingsCustomization();
 	if (bDiagnosticsBound)
 	{

@@ -4,6 +4,7 @@
 #include "SimFileUtils.h"
 #include "SimPathFollowing.h"
 
+#include "EditorPerformanceSettings.h"
 #include "GameThread.h"
 #include "Logging.h"
 #include "Paths.h"
@@ -263,11 +264,17 @@ void FSimHost::StepFrame()
 		// As in the engine loop, the core ticker runs after the worlds have ticked: a ticker sees this frame's
 		// state, and a step that unpauses the game and re-pauses it N ticks later lets exactly N frames play.
 		FTSTicker::GetCoreTicker().Tick(static_cast<float>(Delta));
-		Editor->DrawViewports(Frame);
+		// A backgrounded editor that saves CPU draws nothing, as the engine's does.
+		if (!IsThrottled()) Editor->DrawViewports(Frame);
 		Quiescence->Tick();
 	}
 	if (RenderThread->HasPendingWork()) RenderThread->Flush();
 	Registry->CollectGarbage();
+}
+
+bool FSimHost::IsThrottled() const
+{
+	return !bHasFocus && UEditorPerformanceSettings::GetMutableDefault()->bThrottleCPUWhenNotForeground;
 }
 
 void FSimHost::StepFrames(int32 Count)
@@ -299,12 +306,11 @@ void FSimHost::Run(const std::function<bool()>& ShouldStop)
 		while (!ShouldStop()) StepFrame();
 		return;
 	}
-	const double Period = 1.0 / Options.TargetFrameRate;
 	double Next = RealSeconds();
 	while (!ShouldStop())
 	{
 		StepFrame();
-		Next += Period;
+		Next += 1.0 / (IsThrottled() ? std::min(BackgroundFrameRate, Options.TargetFrameRate) : Options.TargetFrameRate);
 		double Now = RealSeconds();
 		if (Now > Next + 0.25) Next = Now;
 		while (!ShouldStop() && Now < Next)

@@ -164,7 +164,8 @@ struct FSmokeOptions
 	FTarnwickParamSpec Stages = Opt("stages", "object",
 		"Staged hooks pre_pie, on_begin_play, after_n_ticks (with n) and before_capture, each {python, console}.");
 	FTarnwickParamSpec ActorSetup = Shaped(Opt("actor_setup", "array",
-		"Actors set up once PIE is ready: [{class, count, locations, apply_data_asset, move_to}]."), ListOf("object"));
+		"Actors set up once PIE is ready: [{class, count (1-1000, default 1), locations, apply_data_asset, "
+		"move_to}]."), ListOf("object"));
 	FTarnwickParamSpec CsvProfile = Opt("csv_profile", "bool",
 		"Record a CSV profile of the run under Saved/Profiling. Default false.", "false");
 	FTarnwickParamSpec TraceChannels = Shaped(Opt("trace_channels", "array",
