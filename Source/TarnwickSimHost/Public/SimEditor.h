@@ -14,6 +14,7 @@
 #include "Editor.h"
 #include "ModalHooks.h"
 #include "SimObjects.h"
+#include "SimPlayerInput.h"
 #include "SimQuiescence.h"
 #include "SimViewport.h"
 
@@ -34,6 +35,8 @@ struct FSimEditorSettings
 	FIntPoint ViewportSize{1280, 720};
 	/** Frames after which an unanswered modal answers itself "No" (0: never). */
 	int32 ModalTimeoutFrames = 0;
+	/** The project's input mappings (Config/DefaultInput.ini). */
+	FSimInputSettings InputSettings;
 };
 
 class FSimEditor final : public UEditorEngine
