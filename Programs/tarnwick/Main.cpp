@@ -1,5 +1,5 @@
 // tarnwick: the executable. `serve` runs the MCP server on the editor's frame loop; `call` runs one tool; `smoke`
-// runs one PIE smoke session to its end.
+// runs PIE smoke sessions to their end.
 #include "TarnwickProgram.h"
 
 #include <CLI/CLI.hpp>
@@ -56,10 +56,15 @@ int main(int Argc, char** Argv)
 
 	Tarnwick::Program::FSmokeOptions Smoke;
 	CLI::App* SmokeCmd = App.add_subcommand("smoke",
-		"Run one PIE smoke session to its end on the virtual clock; exit 0 when ok, 1 when not, 2 on a refusal or a bad spec");
+		"Run PIE smoke sessions to their end on the virtual clock, one spec after another; exit 0 when every session is ok, "
+		"1 when any is not, 2 on a refusal or a bad spec");
 	SmokeCmd->add_option("--project", Smoke.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
-	SmokeCmd->add_option("spec", Smoke.SpecFile, "JSON file holding run_pie_smoke's parameters")->required();
-	SmokeCmd->add_option("--report", Smoke.ReportFile, "Write the session's report (JSON) to this file");
+	SmokeCmd->add_option("spec", Smoke.Specs,
+		"JSON files holding run_pie_smoke's parameters, or folders of them (their *.json files in name order)")->required();
+	SmokeCmd->add_option("--report", Smoke.ReportFile,
+		"Write the session's report (JSON) to this file; with a folder or several specs, a folder that gets one <spec>.json each");
+	SmokeCmd->add_option("--junit", Smoke.JUnitFile, "Write a JUnit XML file: one test suite per spec, one test case per expectation");
+	SmokeCmd->add_option("--html", Smoke.HtmlFile, "Write one self-contained HTML page: verdicts, a plot per sampled variable, the log");
 	SmokeCmd->add_option("--log-level", Smoke.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();

@@ -47,7 +47,7 @@ int ExitCodeOf(ESmokeOutcome Outcome)
 	}
 }
 
-FSmokeRunResult RunSmokeSession(Sim::FSimHost& Host, const FJson& Spec)
+FSmokeRunResult RunSmokeSession(Sim::FSimHost& Host, const FJson& Spec, const FSmokePollCallback& OnPoll)
 {
 	FSmokeRunResult Result;
 	const FTarnwickActionResult Started = CallEditor("run_pie_smoke", Spec);
@@ -73,6 +73,7 @@ FSmokeRunResult RunSmokeSession(Sim::FSimHost& Host, const FJson& Spec)
 		{
 			const FJson Report = *CallEditor("poll_pie_smoke", FJson{{"session_id", Id}}).Result;
 			if (!IsRunning(Report)) break;
+			if (OnPoll) OnPoll(Report);
 			if (!Report.value("pie_ready", false) && Report.value("wall_seconds", 0.0) >= NeverBeganPlaySeconds)
 			{
 				CallEditor("stop_pie_smoke", FJson{{"session_id", Id}});

@@ -6,6 +6,7 @@
 #include "SimHost.h"
 #include "TarnwickJson.h"
 
+#include <functional>
 #include <string>
 
 namespace Tarnwick::Program
@@ -36,8 +37,11 @@ struct FSmokeRunResult
 /** 0 passed, 1 failed, 2 refused. */
 int ExitCodeOf(ESmokeOutcome Outcome);
 
+/** Called with the session's report whenever the runner reads it while the session runs. */
+using FSmokePollCallback = std::function<void(const FJson& Report)>;
+
 /** Runs Spec (run_pie_smoke's parameters) on Host to its end. */
-FSmokeRunResult RunSmokeSession(Sim::FSimHost& Host, const FJson& Spec);
+FSmokeRunResult RunSmokeSession(Sim::FSimHost& Host, const FJson& Spec, const FSmokePollCallback& OnPoll = {});
 
 /** The short human summary: the session's end, each expectation's sentence, the verdicts. */
 std::string SummarizeSmokeRun(const std::string& SpecName, const FSmokeRunResult& Result);

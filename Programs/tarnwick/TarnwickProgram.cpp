@@ -8,7 +8,7 @@
 #include "Mcp/TarnwickTransportLog.h"
 #include "Printf.h"
 #include "SimHost.h"
-#include "SmokeRun.h"
+#include "SmokeSuite.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
 #include "TarnwickEditorModule.h"
@@ -303,43 +303,10 @@ int RunCall(const FCallOptions& Options)
 
 int RunSmoke(const FSmokeOptions& Options)
 {
-	std::ifstream File(Options.SpecFile);
-	if (!File)
-	{
-		std::fprintf(stderr, "tarnwick smoke: cannot read the spec file '%s'\n", Options.SpecFile.c_str());
-		return 2;
-	}
-	const std::string Text((std::istreambuf_iterator<char>(File)), std::istreambuf_iterator<char>());
-	const FJsonPtr Spec = FTarnwickJsonUtils::Parse(Text);
-	if (!Spec)
-	{
-		std::fprintf(stderr, "tarnwick smoke: '%s' must hold one JSON object (run_pie_smoke's parameters)\n", Options.SpecFile.c_str());
-		return 2;
-	}
 	FCommonOptions Common = Options.Common;
 	// The harness is deterministic only on the virtual clock, and a CI run should not wait on real time.
 	Common.Clock = "virtual";
 	FRuntime Runtime;
-	if (!Runtime.StartUp(Common)) return 2;
-
-	const FSmokeRunResult Result = RunSmokeSession(Runtime.GetHost(), *Spec);
-	std::fputs(SummarizeSmokeRun(Options.SpecFile, Result).c_str(), stdout);
-	if (!Options.ReportFile.empty())
-	{
-		FJson Out = Result.Report;
-		if (Result.Outcome == ESmokeOutcome::Refused)
-		{
-			Out = FJson{{"error", FJson{{"code", Result.RefusalCode}, {"message", Result.RefusalMessage}}}};
-			if (Result.RefusalData.is_object()) Out["error"]["data"] = Result.RefusalData;
-		}
-		std::ofstream Report(Options.ReportFile);
-		Report << Out.dump(2, ' ', false, nlohmann::detail::error_handler_t::replace) << "\n";
-		if (!Report)
-		{
-			std::fprintf(stderr, "tarnwick smoke: cannot write the report to '%s'\n", Options.ReportFile.c_str());
-			return 2;
-		}
-	}
-	return ExitCodeOf(Result.Outcome);
+	return RunSmokeSuite(Options, [&]() -> Sim::FSimHost* { return Runtime.StartUp(Common) ? &Runtime.GetHost() : nullptr; });
 }
 }

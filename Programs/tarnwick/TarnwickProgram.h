@@ -48,14 +48,19 @@ std::string ClientConfigText(const std::string& Address, bool bToken);
 struct FSmokeOptions
 {
 	FCommonOptions Common;
-	/** A JSON file holding run_pie_smoke's parameters. */
-	std::string SpecFile;
-	/** Where to write the report; empty: not written. */
+	/** JSON files holding run_pie_smoke's parameters, or folders of them: one spec, or a suite run in turn. */
+	std::vector<std::string> Specs;
+	/** Where to write the report (one spec file) or the folder of reports (a suite); empty: not written. */
 	std::string ReportFile;
+	/** Where to write the JUnit XML file; empty: not written. */
+	std::string JUnitFile;
+	/** Where to write the HTML page; empty: not written. */
+	std::string HtmlFile;
 };
 
 int RunServe(const FServeOptions& Options);
 int RunCall(const FCallOptions& Options);
-/** Runs one smoke session on the virtual clock: 0 ok, 1 not ok, 2 refused or a bad spec file. */
+/** Runs smoke sessions on the virtual clock, one spec after another: 0 all ok, 1 any not ok, 2 any refused or a
+ *  bad spec file. */
 int RunSmoke(const FSmokeOptions& Options);
 }

@@ -1,0 +1,35 @@
+// `tarnwick smoke` over one spec or a suite: spec files, or folders of them, run one after another in this
+// process, each session from a fresh PIE on the virtual clock; then the reports as JSON, the JUnit file and the
+// HTML page.
+#pragma once
+#include "SimHost.h"
+#include "SmokeSuiteResult.h"
+#include "TarnwickJson.h"
+#include "TarnwickProgram.h"
+
+#include <functional>
+#include <string>
+
+namespace Tarnwick::Program
+{
+/** Starts the editor the specs run on; null when it could not start (having said why). */
+using FStartEditor = std::function<Sim::FSimHost*()>;
+
+/**
+ * 0 when every session is ok, 1 when any is not, 2 when any spec was refused or could not be read, or an output
+ * file could not be written. The editor is started only when at least one spec could be read.
+ */
+int RunSmokeSuite(const FSmokeOptions& Options, const FStartEditor& StartEditor);
+
+/**
+ * True when --report names one file (a single spec file was given) rather than a folder that gets a report per
+ * spec (a folder, or several specs, were given).
+ */
+bool IsSingleSpecRun(const std::vector<std::string>& SpecArguments);
+
+/** The report file of one spec: its report, or its refusal as {"error": {code, message, data}}. */
+FJson ReportFileJson(const Reports::FSmokeSpecResult& Spec);
+
+/** Why the output paths cannot be used, or "" when they can; checked before anything runs. */
+std::string CheckSmokeOutputs(const FSmokeOptions& Options);
+}
