@@ -88,7 +88,7 @@ TEST(JUnitReport, AFailureCarriesTheSentenceItsContextAndTheSessionTime)
 	const size_t Case = Chase.find("<testcase name=\"chaser_reaches_player: ChaserDistance &lt; 150\" classname=\"arena_ai_chase\" time=\"6.000\">");
 	ASSERT_NE(Case, std::string::npos) << Chase;
 	const std::string Failure = Chase.substr(Case, Chase.find("</testcase>", Case) - Case);
-	EXPECT_NE(Failure.find("<failure message=\"Expected &#39;ChaserDistance &lt; 150&#39; at least ONCE in window [1.00s, end], but it never held"),
+	EXPECT_NE(Failure.find("<failure message=\"Expected 'ChaserDistance &lt; 150' at least ONCE in window [1.00s, end], but it never held"),
 		std::string::npos);
 	EXPECT_NE(Failure.find("type=\"never_satisfied\""), std::string::npos);
 	EXPECT_NE(Failure.find("Context: 61 samples, min 301.000"), std::string::npos);
@@ -121,7 +121,7 @@ TEST(JUnitReport, AnErrorSessionFailsOnEveryVerdictItBroke)
 		std::string::npos)
 		<< Stall;
 	EXPECT_NE(Stall.find("tests=\"7\" failures=\"5\" errors=\"1\""), std::string::npos);
-	EXPECT_NE(Stall.find("<failure message=\"log_ok is false: 2 must_absent match(es) in active runtime; missing must_present &#39;LogArena: Round started&#39;\" type=\"log\">"),
+	EXPECT_NE(Stall.find("<failure message=\"log_ok is false: 2 must_absent match(es) in active runtime ('Accessed None' x2); missing must_present 'LogArena: Round started'\" type=\"log\">"),
 		std::string::npos);
 	// The matched lines the runner found go with the log failure, teardown ones included.
 	EXPECT_NE(Stall.find("t=0.412s [active_runtime] LogScript: warning: Script Msg: Accessed None trying to read property EnemyRef"), std::string::npos);

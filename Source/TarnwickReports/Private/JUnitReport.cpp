@@ -141,7 +141,8 @@ FCase LogCase(const FSmokeSpecResult& Result, double SessionTime)
 	const bool bTeardownAllowed = Teardown ? Bool(*Teardown, "allowed", true) : true;
 	std::vector<std::string> Parts;
 	std::string Detail;
-	const auto Matches = [&](const FJson* Counts, const char* Bucket) {
+	// The message names the patterns: it is often all a CI page shows of a failure.
+	const auto Matches = [&](const FJson* Counts, const char* Bucket, std::string& Names) {
 		double Total = 0.0;
 		if (!Counts)
 		{
@@ -153,19 +154,22 @@ FCase LogCase(const FSmokeSpecResult& Result, double SessionTime)
 			if (N > 0)
 			{
 				Detail += Printf("must_absent '%s' matched %.0f line(s) in %s\n", Pattern.c_str(), N, Bucket);
+				Names += Printf("%s'%s' x%.0f", Names.empty() ? "" : ", ", Pattern.c_str(), N);
 				Total += N;
 			}
 		}
 		return Total;
 	};
-	if (const double N = Matches(ActiveAbsent, "active runtime"); N > 0)
+	std::string ActiveNames;
+	if (const double N = Matches(ActiveAbsent, "active runtime", ActiveNames); N > 0)
 	{
-		Parts.push_back(Printf("%.0f must_absent match(es) in active runtime", N));
+		Parts.push_back(Printf("%.0f must_absent match(es) in active runtime (%s)", N, ActiveNames.c_str()));
 	}
-	const double TeardownN = Matches(TeardownAbsent, "teardown");
+	std::string TeardownNames;
+	const double TeardownN = Matches(TeardownAbsent, "teardown", TeardownNames);
 	if (!bTeardownAllowed && TeardownN > 0)
 	{
-		Parts.push_back(Printf("%.0f must_absent match(es) in teardown (teardown_allowed is false)", TeardownN));
+		Parts.push_back(Printf("%.0f must_absent match(es) in teardown (%s; teardown_allowed is false)", TeardownN, TeardownNames.c_str()));
 	}
 	if (const FJson* Missing = FindArray(Report, "missing_must_present"); Missing && !Missing->empty())
 	{

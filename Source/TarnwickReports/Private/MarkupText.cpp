@@ -117,7 +117,8 @@ std::string EscapeAttribute(std::string_view Text)
 		case '<': Out += "&lt;"; break;
 		case '>': Out += "&gt;"; break;
 		case '"': Out += "&quot;"; break;
-		case '\'': Out += "&#39;"; break;
+		// Every attribute is written in double quotes, so an apostrophe stays as it is: some JUnit readers do not
+		// decode character references in attributes and would show a test named "Expected &#39;x&#39;".
 		// Attribute values are normalised by XML parsers: literal line breaks and tabs would become spaces.
 		case '\n': Out += "&#10;"; break;
 		case '\r': Out += "&#13;"; break;

@@ -126,8 +126,9 @@ void Deadlines(std::string& Out, const FAxes& Axes, std::span<const FExpectation
 		const double X = Axes.X(*View->Seconds);
 		Out += Printf("<g class=\"deadline %s\" data-expectation=\"%s\"><title>", VerdictName(View->Verdict), EscapeAttribute(View->Id).c_str());
 		Out += EscapeText(Printf("%s deadline t=%gs", View->Id.c_str(), *View->Seconds));
+		// Labelled at the foot of its line: the head is where a missed deadline's failure mark and label go.
 		Out += Printf("</title><line x1=\"%s\" x2=\"%s\" y1=\"%s\" y2=\"%s\"/><text x=\"%s\" y=\"%s\">", Num(X).c_str(), Num(X).c_str(),
-			Num(Axes.Top).c_str(), Num(Axes.Bottom).c_str(), Num(X + 3.0).c_str(), Num(Axes.Top + 9.0).c_str());
+			Num(Axes.Top).c_str(), Num(Axes.Bottom).c_str(), Num(X + 3.0).c_str(), Num(Axes.Bottom - 3.0).c_str());
 		Out += EscapeText(View->Id + " deadline");
 		Out += "</text></g>";
 	}
