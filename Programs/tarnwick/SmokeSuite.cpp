@@ -101,6 +101,41 @@ void ReopenStartupLevel(const FJson& Spec, const std::string& StartupMap)
 	}
 }
 
+/**
+ * Clears the progress line before each log line stderr shows, so the two never share a line; the line is drawn
+ * again at the next progress update. Placed ahead of the stderr device, since devices are called in order.
+ */
+class FProgressLogGuard final : public FOutputDevice
+{
+public:
+	FProgressLogGuard(Reports::FProgressLine& InProgress, const FSmokeEditor& InEditor) : Progress(InProgress), Editor(InEditor)
+	{
+		if (!Progress.IsActive() || !Editor.StdErr) return;
+		GLog->RemoveOutputDevice(Editor.StdErr);
+		GLog->AddOutputDevice(this);
+		GLog->AddOutputDevice(Editor.StdErr);
+		bInstalled = true;
+	}
+	~FProgressLogGuard() override
+	{
+		if (bInstalled) GLog->RemoveOutputDevice(this);
+	}
+	FProgressLogGuard(const FProgressLogGuard&) = delete;
+	FProgressLogGuard& operator=(const FProgressLogGuard&) = delete;
+
+	void Serialize(std::string_view, ELogVerbosity::Type Verbosity, std::string_view, double) override
+	{
+		if (Verbosity <= Editor.StdErrVerbosity) Progress.Clear();
+	}
+	// The progress line is drawn from the game thread only; lines from other threads wait for it.
+	bool CanBeUsedOnAnyThread() const override { return false; }
+
+private:
+	Reports::FProgressLine& Progress;
+	FSmokeEditor Editor;
+	bool bInstalled = false;
+};
+
 std::string VerdictWord(const FSmokeSpecResult& Spec)
 {
 	switch (Spec.Outcome)
@@ -186,18 +221,20 @@ int RunSmokeSuite(const FSmokeOptions& Options, const FStartEditor& StartEditor)
 	Suite.Specs = Reports::CollectSpecs(Options.Specs);
 	if (Options.Specs.size() == 1) Suite.Name = Options.Specs.front();
 
-	Sim::FSimHost* SimHost = nullptr;
+	FSmokeEditor Editor;
 	const bool bAnyReadable = std::any_of(Suite.Specs.begin(), Suite.Specs.end(),
 		[](const FSmokeSpecResult& Spec) { return Spec.Outcome == Reports::ESmokeOutcome::Ran; });
 	if (bAnyReadable)
 	{
-		SimHost = StartEditor();
-		if (!SimHost) return 2;
+		Editor = StartEditor();
+		if (!Editor.Host) return 2;
 	}
+	Sim::FSimHost* SimHost = Editor.Host;
 	Suite.Timestamp = FormatUtc(Host::GetClock().UtcNow());
 	const std::string StartupMap = EditorMapName();
 
 	Reports::FProgressLine Progress(stderr);
+	const FProgressLogGuard LogGuard(Progress, Editor);
 	size_t FrameBytesLeft = MaxFrameBytesRead;
 	bool bRanOne = false;
 	for (size_t I = 0; I < Suite.Specs.size(); ++I)

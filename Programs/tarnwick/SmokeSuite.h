@@ -2,6 +2,7 @@
 // process, each session from a fresh PIE on the virtual clock; then the reports as JSON, the JUnit file and the
 // HTML page.
 #pragma once
+#include "Logging.h"
 #include "SimHost.h"
 #include "SmokeSuiteResult.h"
 #include "TarnwickJson.h"
@@ -12,8 +13,17 @@
 
 namespace Tarnwick::Program
 {
-/** Starts the editor the specs run on; null when it could not start (having said why). */
-using FStartEditor = std::function<Sim::FSimHost*()>;
+/** The editor the specs run on, and the log device that prints its lines on stderr. */
+struct FSmokeEditor
+{
+	/** Null when the editor could not start (having said why). */
+	Sim::FSimHost* Host = nullptr;
+	FOutputDevice* StdErr = nullptr;
+	/** The most verbose level StdErr prints. */
+	ELogVerbosity::Type StdErrVerbosity = ELogVerbosity::Warning;
+};
+
+using FStartEditor = std::function<FSmokeEditor()>;
 
 /**
  * 0 when every session is ok, 1 when any is not, 2 when any spec was refused or could not be read, or an output

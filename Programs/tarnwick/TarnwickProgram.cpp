@@ -91,6 +91,7 @@ public:
 	}
 
 	Sim::FSimHost& GetHost() { return *Host; }
+	FOutputDevice& GetStdErr() { return StdErr; }
 
 private:
 	FOutputDeviceStdErr StdErr;
@@ -307,6 +308,9 @@ int RunSmoke(const FSmokeOptions& Options)
 	// The harness is deterministic only on the virtual clock, and a CI run should not wait on real time.
 	Common.Clock = "virtual";
 	FRuntime Runtime;
-	return RunSmokeSuite(Options, [&]() -> Sim::FSimHost* { return Runtime.StartUp(Common) ? &Runtime.GetHost() : nullptr; });
+	return RunSmokeSuite(Options, [&]() {
+		if (!Runtime.StartUp(Common)) return FSmokeEditor{};
+		return FSmokeEditor{&Runtime.GetHost(), &Runtime.GetStdErr(), ParseLogLevel(Common.LogLevel)};
+	});
 }
 }
