@@ -30,13 +30,13 @@ after(async () => { await browser?.close(); });
 
 test('the suite ran every spec, and the failing ones are the ones expected to fail', () => {
   const reports = loadReports();
-  assert.deepEqual([...reports.keys()],
-    ['fail-broken-blueprint', 'fail-enemy-without-navigation', 'pass-enemy-patrols', 'pass-hero-walks-through-fire']);
+  assert.deepEqual([...reports.keys()], ['fail-broken-blueprint', 'fail-enemy-without-navigation', 'fail-hero-burns-in-fire',
+    'pass-enemy-patrols', 'pass-hero-walks-through-fire']);
   for (const [name, report] of reports) assert.equal(report.ok, name.startsWith('pass-'), `${name}: ok`);
   const stdout = fs.readFileSync(path.join(suiteDir, 'stdout.txt'), 'utf8');
-  assert.match(stdout, /^suite: 4 spec\(s\): 2 passed, 2 failed, 0 refused, 0 unreadable$/m);
+  assert.match(stdout, /^suite: 5 spec\(s\): 2 passed, 3 failed, 0 refused, 0 unreadable$/m);
   // Not on a terminal: no progress line was drawn.
-  assert.doesNotMatch(fs.readFileSync(path.join(suiteDir, 'stderr.txt'), 'utf8'), /\r|\[1\/4\]/);
+  assert.doesNotMatch(fs.readFileSync(path.join(suiteDir, 'stderr.txt'), 'utf8'), /\r|\[1\/5\]/);
 });
 
 test('the JUnit file says what the reports say', () => {
@@ -115,6 +115,38 @@ test('the failing AI spec: its speed line never reaches its threshold, and the m
   fs.mkdirSync(screenshotDir, { recursive: true });
   await section.screenshot({ path: path.join(screenshotDir, `${failingAiSpec}.png`) });
   await figure.screenshot({ path: path.join(screenshotDir, `${failingAiSpec}-EnemyVelocity.png`) });
+  assert.deepEqual(problems, { consoleErrors: [], pageErrors: [], outsideRequests: [] });
+  await page.close();
+});
+
+test('a violated "always": the marker sits on the violating sample, and a window shows over a bool strip', async () => {
+  const report = loadReports().get('fail-hero-burns-in-fire');
+  const failed = report.expectations.find((e) => e.id === 'fire_is_harmless');
+  const violating = report.samples[failed.first_violation.sample_index];
+  assert.equal(violating.values.Health, failed.first_violation.actual);
+  const { page, problems } = await openReport(browser.context, 'arena-suite/out.html');
+  const section = page.locator('section.spec[data-spec="fail-hero-burns-in-fire"]');
+  const figure = section.locator('figure[data-var="Health"]');
+  const marker = figure.locator('g.violation[data-expectation="fire_is_harmless"]');
+  assert.ok(Math.abs(Number(await marker.getAttribute('data-t')) - violating.t) < 1e-3, 'marked at the time of the violating sample');
+  // The circle is drawn on the plotted line: one of the line's points is the circle's centre.
+  const onLine = await figure.evaluate((f) => {
+    const circle = f.querySelector('g.violation[data-expectation="fire_is_harmless"] circle');
+    const cx = Number(circle.getAttribute('cx'));
+    const cy = Number(circle.getAttribute('cy'));
+    const points = [...f.querySelectorAll('svg.line-plot polyline.line')].flatMap((line) =>
+      line.getAttribute('points').trim().split(' ').map((pair) => pair.split(',').map(Number)));
+    return points.some(([x, y]) => Math.abs(x - cx) < 0.5 && Math.abs(y - cy) < 0.5);
+  });
+  assert.ok(onLine, 'the marker lies on a drawn point of the line');
+  // The warn-severity miss is marked in its own colour.
+  assert.ok(await figure.locator('g.violation.warn[data-expectation="health_recovers"]').isVisible());
+
+  const window = section.locator('figure[data-var="ShouldMove"] rect.window.over[data-expectation="hero_moves_while_w_held"]');
+  assert.ok(await window.isVisible());
+  const box = await window.boundingBox();
+  const strip = await section.locator('figure[data-var="ShouldMove"] svg.bool-plot').boundingBox();
+  assert.ok(box.width > strip.width * 0.2 && box.width < strip.width * 0.4, 'the window covers 0.8 s to 2 s of 4 s');
   assert.deepEqual(problems, { consoleErrors: [], pageErrors: [], outsideRequests: [] });
   await page.close();
 });

@@ -71,6 +71,7 @@ tr.group th{background:#f6f8fa;font-family:ui-monospace,monospace;font-size:12px
 .comp-x{stroke:#cf222e}.comp-y{stroke:#1a7f37}.comp-z{stroke:#8250df}
 .dot.comp-x{fill:#cf222e}.dot.comp-y{fill:#1a7f37}.dot.comp-z{fill:#8250df}
 .window{fill:var(--accent);fill-opacity:.07}
+.window.over{fill-opacity:.14;stroke:var(--accent);stroke-opacity:.7;stroke-dasharray:5 3}
 .threshold line{stroke-width:1.6;stroke-dasharray:7 4}
 .threshold text,.band-expect text{text-anchor:end;font-weight:600}
 .threshold.pass line{stroke:var(--pass)}.threshold.pass text{fill:var(--pass)}

@@ -94,7 +94,8 @@ void ValueGrid(std::string& Out, const FAxes& Axes)
 	Out += "</g>";
 }
 
-void Windows(std::string& Out, const FAxes& Axes, std::span<const FExpectationView* const> Expectations)
+/** Strips cover their whole height with bands, so their windows are drawn over them (bOver) as framed tints. */
+void Windows(std::string& Out, const FAxes& Axes, std::span<const FExpectationView* const> Expectations, bool bOver = false)
 {
 	for (const FExpectationView* View : Expectations)
 	{
@@ -107,8 +108,8 @@ void Windows(std::string& Out, const FAxes& Axes, std::span<const FExpectationVi
 		const double X0 = Axes.X(From);
 		const double X1 = Axes.X(To);
 		const std::string Scope = View->WindowTo ? Printf("[%.2fs, %.2fs]", From, To) : Printf("[%.2fs, end]", From);
-		Out += Printf("<rect class=\"window\" data-expectation=\"%s\" x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\"><title>",
-			EscapeAttribute(View->Id).c_str(), Num(X0).c_str(), Num(Axes.Top).c_str(), Num(std::max(0.0, X1 - X0)).c_str(),
+		Out += Printf("<rect class=\"window%s\" data-expectation=\"%s\" x=\"%s\" y=\"%s\" width=\"%s\" height=\"%s\"><title>",
+			bOver ? " over" : "", EscapeAttribute(View->Id).c_str(), Num(X0).c_str(), Num(Axes.Top).c_str(), Num(std::max(0.0, X1 - X0)).c_str(),
 			Num(Axes.Bottom - Axes.Top).c_str());
 		Out += EscapeText(View->Id + " window " + Scope);
 		Out += "</title></rect>";
@@ -399,7 +400,6 @@ void BoolPlot(std::string& Out, const FVarSeries& Series, std::span<const FExpec
 {
 	const FAxes Axes = StripAxes(Context);
 	OpenSvg(Out, StripHeight, Series.Name + " true over session time", "plot-svg bool-plot");
-	Windows(Out, Axes, Expectations);
 	Coverage(Out, Series, Axes);
 	const double BucketSeconds = (Context.T1 - Context.T0) / std::max(1, Context.Buckets);
 	for (const FBand& Band : TrueBands(Series, Context.T1, BucketSeconds))
@@ -417,6 +417,7 @@ void BoolPlot(std::string& Out, const FVarSeries& Series, std::span<const FExpec
 			Out += Printf("><title>true %.2fs-%.2fs</title></rect>", Band.From, Band.To);
 		}
 	}
+	Windows(Out, Axes, Expectations, true);
 	TimeGrid(Out, Axes, true);
 	Deadlines(Out, Axes, Expectations);
 	Markers(Out, Axes, Context.Markers);
@@ -429,7 +430,6 @@ void StatePlot(std::string& Out, const FVarSeries& Series, std::span<const FExpe
 {
 	const FAxes Axes = StripAxes(Context);
 	OpenSvg(Out, StripHeight, Series.Name + " state over session time", "plot-svg state-plot");
-	Windows(Out, Axes, Expectations);
 	const double BucketSeconds = (Context.T1 - Context.T0) / std::max(1, Context.Buckets);
 	for (const FStateSpan& Span : StateSpans(Series, Context.T1, BucketSeconds))
 	{
@@ -456,6 +456,7 @@ void StatePlot(std::string& Out, const FVarSeries& Series, std::span<const FExpe
 			Out += "</text>";
 		}
 	}
+	Windows(Out, Axes, Expectations, true);
 	TimeGrid(Out, Axes, true);
 	Deadlines(Out, Axes, Expectations);
 	Markers(Out, Axes, Context.Markers);
