@@ -146,6 +146,15 @@ std::string VerdictWord(const FSmokeSpecResult& Spec)
 	}
 }
 
+/** The session time, the clamped duration and the frames since the clock started, as the report has them. */
+void ReadProgress(const FJson& Report, Reports::FProgress& Line)
+{
+	Line.SessionSeconds = Report.value("elapsed_seconds", Line.SessionSeconds);
+	Line.Duration = Report.value("duration", Line.Duration);
+	const auto Determinism = Report.find("determinism");
+	if (Determinism != Report.end() && Determinism->is_object()) Line.Frames = Determinism->value("frames", Line.Frames);
+}
+
 std::string Tally(const Reports::FSmokeSuite& Suite)
 {
 	size_t Passed = 0, Failed = 0, Refused = 0, Unreadable = 0;
@@ -261,10 +270,7 @@ int RunSmokeSuite(const FSmokeOptions& Options, const FStartEditor& StartEditor)
 		Line.Duration = Duration != Spec.Spec.end() && Duration->is_number() ? Duration->get<double>() : 5.0;
 		Progress.Update(Line);
 		const FSmokeRunResult Run = RunSmokeSession(*SimHost, Spec.Spec, [&](const FJson& Report) {
-			Line.SessionSeconds = Report.value("elapsed_seconds", 0.0);
-			Line.Duration = Report.value("duration", Line.Duration);
-			const auto Determinism = Report.find("determinism");
-			if (Determinism != Report.end() && Determinism->is_object()) Line.Frames = Determinism->value("frames", uint64_t{0});
+			ReadProgress(Report, Line);
 			Progress.Update(Line);
 		});
 		if (Run.Outcome == ESmokeOutcome::Refused)
@@ -279,10 +285,7 @@ int RunSmokeSuite(const FSmokeOptions& Options, const FStartEditor& StartEditor)
 			Spec.Report = Run.Report;
 			Spec.MatchedLogLines = Reports::FindMustAbsentLines(CapturedLog(), Spec.Report);
 			ReadClipFrames(Spec, FrameBytesLeft);
-			Line.SessionSeconds = Spec.Report.value("elapsed_seconds", Line.SessionSeconds);
-			Line.Duration = Spec.Report.value("duration", Line.Duration);
-			const auto Determinism = Spec.Report.find("determinism");
-			if (Determinism != Spec.Report.end() && Determinism->is_object()) Line.Frames = Determinism->value("frames", Line.Frames);
+			ReadProgress(Spec.Report, Line);
 		}
 		Line.Verdict = VerdictWord(Spec);
 		Progress.Done(Line);
