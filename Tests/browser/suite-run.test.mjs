@@ -6,23 +6,12 @@ import { test, before, after } from 'node:test';
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
-import { parse } from 'test-results-parser';
 import { launch, openReport, reportsDir, screenshotDir } from './browser.mjs';
+import { assertLineNeverCrosses, checkJUnitAgainstReports, checkPageAgainstReports, loadReports as loadReportsOf } from './suite-checks.mjs';
 
 const suiteDir = path.join(reportsDir, 'arena-suite');
 const failingAiSpec = 'fail-enemy-without-navigation';
-
-/** Each spec's JSON report as `tarnwick smoke --report DIR` wrote it, by spec name, in run order. */
-function loadReports() {
-  const dir = path.join(suiteDir, 'reports');
-  return new Map(fs.readdirSync(dir).filter((f) => f.endsWith('.json')).sort()
-    .map((f) => [path.basename(f, '.json'), JSON.parse(fs.readFileSync(path.join(dir, f), 'utf8'))]));
-}
-
-/** How a CI reader must see an expectation: a failed error-severity entry fails, a failed warn passes. */
-function expectedStatus(expectation) {
-  return expectation.passed || expectation.severity === 'warn' ? 'PASS' : 'FAIL';
-}
+const loadReports = () => loadReportsOf(suiteDir);
 
 let browser;
 before(async () => { browser = await launch(); });
@@ -40,25 +29,7 @@ test('the suite ran every spec, and the failing ones are the ones expected to fa
 });
 
 test('the JUnit file says what the reports say', () => {
-  const reports = loadReports();
-  const result = parse({ type: 'junit', files: [path.join(suiteDir, 'out.xml')] });
-  assert.equal(result.status, 'FAIL');
-  assert.deepEqual(result.suites.map((s) => s.name), [...reports.keys()]);
-  for (const suite of result.suites) {
-    const report = reports.get(suite.name);
-    assert.equal(suite.metadata.session_id, report.session_id);
-    const cases = new Map(suite.cases.map((c) => [c.name, c]));
-    for (const e of report.expectations) {
-      const junitCase = cases.get(`${e.id}: ${e.spec}`);
-      assert.ok(junitCase, `${suite.name}: a case for ${e.id}`);
-      assert.equal(junitCase.status, expectedStatus(e), `${suite.name}/${e.id}`);
-      if (expectedStatus(e) === 'FAIL') assert.ok(junitCase.failure.startsWith(e.message), `${suite.name}/${e.id}: the failure is the sentence`);
-    }
-    for (const verdict of ['log_ok', 'sample_ok', 'stable_ok']) {
-      assert.equal(cases.get(verdict).status, report[verdict] ? 'PASS' : 'FAIL', `${suite.name}/${verdict}`);
-    }
-    assert.equal(suite.cases.length, report.expectations.length + 3, `${suite.name}: nothing else`);
-  }
+  const result = checkJUnitAgainstReports(path.join(suiteDir, 'out.xml'), loadReports());
   // The broken Blueprint's log failure names the pattern and the line, with its time after the marker.
   const log = result.suites.find((s) => s.name === 'fail-broken-blueprint').cases.find((c) => c.name === 'log_ok');
   assert.match(log.failure, /Accessed None/);
@@ -66,23 +37,8 @@ test('the JUnit file says what the reports say', () => {
 });
 
 test('the HTML page says what the reports say, spec by spec', async () => {
-  const reports = loadReports();
   const { page, problems } = await openReport(browser.context, 'arena-suite/out.html');
-  assert.equal(await page.locator('.suite-banner .verdict-badge').textContent(), 'FAIL');
-  const rows = page.locator('table.suite-table tbody tr');
-  assert.equal(await rows.count(), reports.size);
-  for (const [name, report] of reports) {
-    const row = page.locator(`table.suite-table tbody tr[data-spec="${name}"]`);
-    assert.equal(await row.locator('td').nth(1).textContent(), report.ok ? 'PASS' : 'FAIL', `${name}: verdict`);
-    assert.equal(await row.locator('td').nth(7).textContent(), report.expectations_failed.join(', '), `${name}: failed ids`);
-
-    const section = page.locator(`section.spec[data-spec="${name}"]`);
-    assert.equal(await section.locator('figure.plot').count(), Object.keys(report.var_summary).length, `${name}: one plot per variable`);
-    for (const e of report.expectations) {
-      const chip = section.locator(`tr.expectation[data-expectation="${e.id}"] .chip`);
-      assert.equal(await chip.textContent(), e.passed ? 'pass' : e.severity === 'warn' ? 'warn' : 'FAIL', `${name}/${e.id}`);
-    }
-  }
+  await checkPageAgainstReports(page, loadReports());
   assert.deepEqual(problems, { consoleErrors: [], pageErrors: [], outsideRequests: [] });
   await page.close();
 });
@@ -95,17 +51,7 @@ test('the failing AI spec: its speed line never reaches its threshold, and the m
   const section = page.locator(`section.spec[data-spec="${failingAiSpec}"]`);
   const figure = section.locator('figure[data-var="EnemyVelocity"]');
 
-  const geometry = await figure.evaluate((f) => {
-    const svg = f.querySelector('svg.line-plot');
-    const points = [...svg.querySelectorAll('polyline.line')].flatMap((line) =>
-      line.getAttribute('points').trim().split(' ').map((pair) => pair.split(',').map(Number)));
-    const threshold = svg.querySelector('g.threshold[data-expectation="enemy_sets_off"] line');
-    return { points, thresholdY: threshold ? Number(threshold.getAttribute('y1')) : null };
-  });
-  assert.ok(geometry.thresholdY !== null, 'the "> 300" threshold is drawn');
-  assert.ok(geometry.points.length >= 2, 'the line is drawn');
-  // Screen y grows downward: every point of a speed that stays under 300 lies below the threshold's line.
-  for (const [, y] of geometry.points) assert.ok(y > geometry.thresholdY, `a point at y=${y} reached the threshold at ${geometry.thresholdY}`);
+  await assertLineNeverCrosses(figure, failed);
 
   const marker = figure.locator('g.violation[data-expectation="enemy_sets_off"]');
   assert.equal(await marker.count(), 1);
