@@ -187,8 +187,12 @@ TEST_F(PieSmokeSessionTest, RefusalsBeforePieStarts)
 	EXPECT_EQ(Clock.ErrorMessage, "clock must be \"game\" (default, UWorld::TimeSeconds — pause- and dilation-aware) or \"wall\" "
 								  "(FPlatformTime::Seconds, legacy); got \"real\".");
 	ASSERT_TRUE(Clock.ErrorData);
-	EXPECT_EQ(*Clock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [], "sampled_vars": []})"));
-	const FTarnwickActionResult ClipClock = Call("capture_pie_movement_clip", FJson{{"clock", "real"}, {"output_path", "Saved/Clips/R"}});
+	EXPECT_EQ(*Clock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [], "sampled_vars": ["GroundSpeed", "bShouldMove", "DesiredYawDelta"]})"))
+		<< "a spec without sample_spec or sample_vars samples the three AnimInstance defaults";
+	// The clip creates its folder before it reads the rest of the spec; keep that out of the source tree.
+	const std::string ClipDir = (std::filesystem::temp_directory_path() / "tarnwick-clip-refusal").string();
+	const FTarnwickActionResult ClipClock = Call("capture_pie_movement_clip", FJson{{"clock", "real"}, {"output_path", ClipDir}});
+	std::filesystem::remove_all(ClipDir);
 	ASSERT_TRUE(ClipClock.ErrorData);
 	EXPECT_EQ(*ClipClock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": []})")) << "the clip names no sampled vars";
 

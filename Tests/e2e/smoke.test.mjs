@@ -99,7 +99,7 @@ describe('smoke sessions over MCP', { timeout: 120000 }, () => {
   test('refusals leave nothing running', async () => {
     const unknownKey = await refusal(client, 'editor_run_pie_smoke', { durration: 3 });
     assert.equal(unknownKey.code, -32602);
-    assert.match(unknownKey.message, /has no parameter 'durration'/);
+    assert.match(unknownKey.message, /^Unknown parameter 'durration' \(did you mean 'duration'\?\) for editor_run_pie_smoke; it takes 'map', /);
 
     const map = await refusal(client, 'editor_run_pie_smoke', { map: '/Game/Maps/Nowhere' });
     assert.equal(map.code, -32603);
@@ -107,7 +107,8 @@ describe('smoke sessions over MCP', { timeout: 120000 }, () => {
 
     const clock = await refusal(client, 'editor_run_pie_smoke', { clock: 'real' });
     assert.match(clock.message, /got "real"\.$/);
-    assert.deepEqual(clock.data, { unsatisfiable_expectations: [], sampled_vars: [] });
+    // Without sample_spec or sample_vars a session samples the three AnimInstance defaults.
+    assert.deepEqual(clock.data, { unsatisfiable_expectations: [], sampled_vars: ['GroundSpeed', 'bShouldMove', 'DesiredYawDelta'] });
 
     const late = await refusal(client, 'editor_run_pie_smoke', { duration: 1, input_events: [{ event: 'down', key: 'W', at_seconds: 1.5 }] });
     assert.equal(late.message, 'input_events[0]: at_seconds=1.5 is beyond the session duration=1 — it would never fire');
