@@ -4,6 +4,7 @@
 // throttle suppression, scheduled input through the "pie" namespace, stages and probes, the log verdict, clips.
 #include "EditorPerformanceSettings.h"
 #include "InputCoreTypes.h"
+#include "PieSmoke/PieSmokeMapLoader.h"
 #include "PieSmoke/PieSmokeObserver.h"
 #include "PieSmoke/ThrottleSuppression.h"
 #include "SimHost.h"
@@ -193,6 +194,44 @@ TEST_F(PieSmokeSessionTest, RefusalsBeforePieStarts)
 		EXPECT_EQ(R.ErrorMessage, std::string("A PIE session is already running — stop it before ") + Action + ".");
 	}
 	EXPECT_NE(GEditor->GetPlayWorld(), nullptr);
+}
+
+TEST_F(PieSmokeSessionTest, SpecsThatCanNeverHoldRefuseWithTheirEntriesNamed)
+{
+	CreateHost();
+	const FTarnwickActionResult Unsatisfiable = Call("run_pie_smoke", FJson::parse(R"({"duration": 3,
+		"sample_spec": [{"name": "velocity", "path": "CharacterMovement.Velocity"}],
+		"expect": [{"id": "speed", "op": "gte", "var": "ground_speed", "value": 450},
+			{"id": "late", "op": "becomes_true_within", "var": "velocity", "seconds": 10},
+			{"id": "fine", "op": "gte", "var": "velocity.len", "value": 1}]})"));
+	EXPECT_EQ(Unsatisfiable.ErrorCode, -32603);
+	EXPECT_EQ(Unsatisfiable.ErrorMessage, "2 expectation(s) can never be satisfied — refusing to start PIE.");
+	ASSERT_TRUE(Unsatisfiable.ErrorData);
+	EXPECT_EQ(*Unsatisfiable.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [
+		"expect[speed] references unknown var 'ground_speed' — sampled vars are: velocity",
+		"expect[late] can never be satisfied: seconds=10 exceeds session duration=3"], "sampled_vars": ["velocity"]})"));
+
+	// The sampling grammar's own refusals pass through unchanged, before the clock or the expectations are read.
+	ExpectRefusal("run_pie_smoke", FJson::parse(R"({"clock": "real", "sample_spec": [{"name": "a", "source": "audio", "path": "X"}]})"),
+		"sample_spec[0]: unknown source 'audio' — expected anim|property|gas|blackboard");
+	ExpectRefusal("run_pie_smoke", FJson::parse(R"({"expect": [{"op": "eq", "var": "GroundSpeed"}]})"), "expect[e0]: op 'eq' requires 'value'");
+	EXPECT_EQ(GEditor->GetPlayWorld(), nullptr);
+}
+
+TEST_F(PieSmokeSessionTest, MapsAndFoldersThatCannotBeUsedRefuse)
+{
+	EXPECT_EQ(LoadSmokeMap("/Game/Maps/Arena"), std::optional<std::string>("GEditor unavailable — cannot load map for PIE smoke."))
+		<< "the loader's own guard, behind the actions' editor-context check";
+	const Tarnwick::Test::FTempDir Project;
+	std::filesystem::copy(TARNWICK_SOURCE_DIR "/Samples/Arena", Project.Get(), std::filesystem::copy_options::recursive);
+	Project.Write("Content/Maps/Broken.umap", R"({"Type": "World", "Actors": [{"Name": "A"}]})");
+	Project.Write("Saved/NotAFolder", "a file where the clip's folder would go");
+	CreateHost(Project.Str());
+	ExpectRefusal("run_pie_smoke", FJson{{"map", "/Game/Maps/Broken"}}, "Failed to load map '/Game/Maps/Broken' for PIE smoke.");
+	EXPECT_EQ(GEditor->GetEditorWorld()->GetMapName(), "Arena") << "the open level stays open";
+	const std::string Blocked = Project.Str() + "/Saved/NotAFolder/Clips";
+	ExpectRefusal("capture_pie_movement_clip", FJson{{"output_path", "Saved/NotAFolder/Clips"}},
+		"Could not create capture output directory '" + Blocked + "/' (resolved from 'Saved/NotAFolder/Clips').");
 }
 
 TEST_F(PieSmokeSessionTest, BlueprintCompileErrorsRefuseUnlessSuppressed)
