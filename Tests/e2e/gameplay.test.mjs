@@ -179,6 +179,8 @@ describe('the Arena comes alive', { timeout: 120000 }, () => {
     assert.equal(badKey.structuredContent.error.code, -32602);
     assert.match(badKey.structuredContent.error.message, /did you mean 'SpaceBar'/);
     const extra = await client.callTool({ name: 'ai_get_navmesh_stats', arguments: { actor: 'Enemy' } });
+    // The server checks arguments before the handler runs, so a client sees the boundary's wording.
+    assert.equal(extra.structuredContent.error.code, -32602);
     assert.equal(extra.structuredContent.error.message, "Unknown parameter 'actor' for ai_get_navmesh_stats; it takes 'world'.");
   });
 });
