@@ -53,6 +53,9 @@ export async function checkPageAgainstReports(page, reports) {
     assert.equal(await row.locator('td').nth(7).textContent(), (report.expectations_failed ?? []).join(', '), `${name}: failed ids`);
 
     const section = page.locator(`section.spec[data-spec="${name}"]`);
+    // Long object paths and log lines wrap inside their cells instead of pushing the section past the page.
+    const [scrollWidth, clientWidth] = await section.evaluate((s) => [s.scrollWidth, s.clientWidth]);
+    assert.ok(scrollWidth <= clientWidth, `${name}: its section is ${scrollWidth}px wide inside ${clientWidth}px`);
     assert.equal(await section.locator('figure.plot').count(), Object.keys(report.var_summary).length, `${name}: one plot per variable`);
     for (const e of report.expectations ?? []) {
       const chip = section.locator(`tr.expectation[data-expectation="${e.id}"] .chip`);

@@ -45,6 +45,7 @@ a{color:var(--accent)}
 .chip.pending,.chip.unknown{background:#eaeef2;color:var(--muted)}
 table{border-collapse:collapse;width:100%;font-size:13px}
 th,td{text-align:left;padding:4px 8px;border-bottom:1px solid var(--grid);vertical-align:top}
+td.message,td.sentence{overflow-wrap:anywhere}
 thead th{color:var(--muted);font-weight:600;border-bottom:1px solid var(--line)}
 td.num{text-align:right;white-space:nowrap;font-variant-numeric:tabular-nums}
 tr.fail td{background:#fff5f5}tr.warn td{background:#fffbea}

@@ -191,8 +191,41 @@ void Thresholds(std::string& Out, const FAxes& Axes, std::span<const FExpectatio
 	}
 }
 
+/** Characters a failure mark's label keeps; the whole text stays in the mark's tooltip. */
+constexpr size_t MaxLabelChars = 48;
+/** Bold 10 px text, a little generously: wide enough that labels judged apart never touch. */
+constexpr double LabelCharWidth = 6.4;
+constexpr double LabelRowHeight = 11.0;
+
+/** The label cut to at most Max characters (never inside a UTF-8 sequence), with an ellipsis when cut. */
+std::string ShortLabel(const std::string& Label, size_t Max)
+{
+	size_t Chars = 0;
+	for (size_t I = 0; I < Label.size(); ++I)
+	{
+		const unsigned char C = static_cast<unsigned char>(Label[I]);
+		if ((C & 0xC0) == 0x80) continue;
+		if (++Chars > Max - 1) return Label.substr(0, I) + "…";
+	}
+	return Label;
+}
+
+struct FPlacedLabel
+{
+	double X0;
+	double X1;
+	double Y;
+};
+
 void FailMarks(std::string& Out, const FAxes& Axes, const std::vector<FFailMark>& Marks, int Channel)
 {
+	// Several expectations can be decided at one moment (a deadline and the session's end): their labels are
+	// moved down a row, or to the other side of their marker, rather than drawn over each other.
+	std::vector<FPlacedLabel> Placed;
+	const auto Overlaps = [&](double X0, double X1, double Y) {
+		return std::any_of(Placed.begin(), Placed.end(),
+			[&](const FPlacedLabel& L) { return X0 < L.X1 && L.X0 < X1 && std::abs(L.Y - Y) < LabelRowHeight; });
+	};
 	for (const FFailMark& Mark : Marks)
 	{
 		if (Mark.Channel != Channel)
@@ -205,22 +238,47 @@ void FailMarks(std::string& Out, const FAxes& Axes, const std::vector<FFailMark>
 		Out += EscapeText(Mark.Title);
 		Out += Printf("</title><line x1=\"%s\" x2=\"%s\" y1=\"%s\" y2=\"%s\"/>", Num(X).c_str(), Num(X).c_str(), Num(Axes.Top).c_str(),
 			Num(Axes.Bottom).c_str());
-		double LabelY = Axes.Top + 9.0;
+		double MarkY = Axes.Top + 9.0;
 		if (Mark.Y)
 		{
-			LabelY = Axes.Yv(*Mark.Y);
-			Out += Printf("<circle cx=\"%s\" cy=\"%s\" r=\"5.5\"/>", Num(X).c_str(), Num(LabelY).c_str());
+			MarkY = Axes.Yv(*Mark.Y);
+			Out += Printf("<circle cx=\"%s\" cy=\"%s\" r=\"5.5\"/>", Num(X).c_str(), Num(MarkY).c_str());
 		}
 		else
 		{
-			Out += Printf("<path d=\"M%s %sl-6 -9h12z\"/>", Num(X).c_str(), Num(LabelY).c_str());
+			Out += Printf("<path d=\"M%s %sl-6 -9h12z\"/>", Num(X).c_str(), Num(MarkY).c_str());
 		}
-		// The label goes to the left of a marker near the right edge so that it stays inside the plot.
-		const bool bLeft = X > Width - Right - 120.0;
-		LabelY = std::clamp(LabelY - 8.0, Axes.Top + 8.0, Axes.Bottom - 2.0);
+		const std::string Label = ShortLabel(Mark.Label, MaxLabelChars);
+		size_t Chars = 0;
+		for (const char C : Label) Chars += (static_cast<unsigned char>(C) & 0xC0) != 0x80;
+		const double LabelWidth = static_cast<double>(Chars) * LabelCharWidth;
+		// Right of the marker, unless that runs past the plot's right edge.
+		bool bLeft = X + 8.0 + LabelWidth > Width - Right;
+		const double FirstY = std::clamp(MarkY - 8.0, Axes.Top + 8.0, Axes.Bottom - 2.0);
+		double LabelY = FirstY;
+		const auto Span = [&](bool bOnLeft) { return bOnLeft ? std::pair{X - 8.0 - LabelWidth, X - 8.0} : std::pair{X + 8.0, X + 8.0 + LabelWidth}; };
+		bool bFound = false;
+		for (int Side = 0; Side < 2 && !bFound; ++Side)
+		{
+			const bool bTryLeft = Side == 0 ? bLeft : !bLeft;
+			const auto [X0, X1] = Span(bTryLeft);
+			if (X0 < Left - 40.0 || X1 > Width) continue;
+			for (double Y = FirstY; Y <= Axes.Bottom - 2.0 + 0.01; Y += LabelRowHeight)
+			{
+				if (!Overlaps(X0, X1, Y))
+				{
+					bLeft = bTryLeft;
+					LabelY = Y;
+					bFound = true;
+					break;
+				}
+			}
+		}
+		const auto [X0, X1] = Span(bLeft);
+		Placed.push_back({X0, X1, LabelY});
 		Out += Printf("<text class=\"violation-label\" x=\"%s\" y=\"%s\"%s>", Num(bLeft ? X - 8.0 : X + 8.0).c_str(), Num(LabelY).c_str(),
 			bLeft ? " text-anchor=\"end\"" : "");
-		Out += EscapeText(Mark.Label);
+		Out += EscapeText(Label);
 		Out += "</text></g>";
 	}
 }
