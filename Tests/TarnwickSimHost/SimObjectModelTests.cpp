@@ -344,6 +344,7 @@ TEST(SimObjectModel, TheRootComponentsRelativeTransformIsTheActors)
 	ASSERT_TRUE(Crate);
 	UActorComponent* Root = Crate->GetRootComponent();
 	ASSERT_TRUE(Root);
+	EXPECT_EQ(ReadProperty(Crate, "RootComponent").ObjectValue.Get(), Root);
 	const FVector Start = Crate->GetActorLocation();
 	EXPECT_EQ(ReadProperty(Root, "RelativeLocation").VectorValue, Start);
 

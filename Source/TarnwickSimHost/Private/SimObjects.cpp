@@ -993,6 +993,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 			if (Index >= 0) ActorValues.Values[static_cast<size_t>(Index)].ObjectValue = FWeakObjectPtr(C);
 		}
 	}
+	if (State.Root)
+	{
+		const int32 RootIndex = Class->IndexOfName("RootComponent");
+		if (RootIndex >= 0) ActorValues.Values[static_cast<size_t>(RootIndex)].ObjectValue = FWeakObjectPtr(State.Root);
+	}
 	State.EventGraph = Class->EventGraph;
 	State.AbilitySystem = FindAbilitySystem(State);
 	if (!Class->AttributeSets.empty() && State.AbilitySystem) State.AbilitySystem->InitAttributes(Class->AttributeSets);
