@@ -39,6 +39,7 @@ FSimEditor::FSimEditor(FSimObjectRegistry& InRegistry, FSimQuiescence& InQuiesce
 	ViewportClients.push_back(std::make_unique<FSimLevelViewportClient>(2, ELevelViewportType::LVT_OrthoXZ, FIntPoint{0, 0}));
 	ViewportClients.push_back(std::make_unique<FSimLevelViewportClient>(3, ELevelViewportType::LVT_OrthoYZ, FIntPoint{0, 0}));
 	CurrentViewportClient = ViewportClients.front().get();
+	Renderer = std::make_unique<FSimSceneRenderer>(Registry);
 }
 
 FSimEditor::~FSimEditor()
@@ -355,11 +356,29 @@ void FSimEditor::Tick(double DeltaSeconds)
 
 void FSimEditor::DrawViewports(uint64 FrameCounter)
 {
-	for (const auto& C : ViewportClients) C->Draw(FrameCounter);
-	if (PlayWorld && GameViewport.Size.X > 0)
+	LastDrawStats = FSimRenderStats();
+	if (Settings.bHiddenEditor) return;
+	auto Count = [this](const FSimRenderFrame& Frame) {
+		const FSimRenderStats Stats = Frame.GetStats();
+		LastDrawStats.DrawCalls += Stats.DrawCalls;
+		LastDrawStats.PrimitivesDrawn += Stats.PrimitivesDrawn;
+	};
+	// Simulate-in-editor plays in the level viewports; otherwise they keep showing the editor world.
+	UWorld* LevelWorld = PlayWorld && bSimulating ? static_cast<UWorld*>(PlayWorld) : EditorWorld;
+	for (const auto& C : ViewportClients)
+	{
+		if (!C->Draw(FrameCounter)) continue;
+		FSimRenderFrame& Frame = C->Viewport.BeginDrawnFrame();
+		Renderer->DrawLevelViewport(*C, C->Viewport.Size, LevelWorld, Frame);
+		Count(Frame);
+	}
+	if (PlayWorld && GameViewport.Size.X > 0 && GameViewport.Size.Y > 0)
 	{
 		GameViewport.bInvalidated = false;
 		++GameViewport.DrawCount;
+		FSimRenderFrame& Frame = GameViewport.BeginDrawnFrame();
+		Renderer->DrawGameViewport(PlayWorld, GameViewport.Size, Frame);
+		Count(Frame);
 	}
 }
 }

@@ -145,6 +145,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	}
 	if (Options.PIELoadFrames >= 0) Settings.PIELoadFrames = Options.PIELoadFrames;
 	Settings.ModalTimeoutFrames = std::max(0, Options.ModalTimeoutFrames);
+	Settings.bHiddenEditor = Options.bHiddenEditor;
 	if (!Options.StartupMap.empty()) StartupMap = Options.StartupMap;
 
 	if (Options.ClockMode == ESimClockMode::Virtual)
@@ -171,6 +172,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	{
 		TW_LOG(LogInit, Log, "Clock: real time, %.1f frames per second", Options.TargetFrameRate);
 	}
+	if (Options.bHiddenEditor) TW_LOG(LogInit, Display, "Editor window hidden: viewports are not drawn");
 	if (StartupMap.empty() || StartupMap == "none")
 	{
 		Host->Editor->NewMap();

@@ -607,6 +607,7 @@ UObject* FSimObjectRegistry::LoadEngineContent(const std::string& PackageName)
 		Register(Package, true);
 		UObject* Mesh = NewObject(FindClass("/Script/Engine.StaticMesh"), Package, FPackageName::GetShortName(S.Package));
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{FVector(S.Extent[0], S.Extent[1], S.Extent[2]), std::nullopt};
 		return Package;
 	}
 	return nullptr;
@@ -693,6 +694,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		UObject* Mesh = NewObject(FindClass(Doc->Type == EAssetDocumentType::StaticMesh ? "/Script/Engine.StaticMesh" : "/Script/Engine.SkeletalMesh"),
 			Package, AssetName);
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{Doc->BoundsExtent, Doc->Color};
 		(void)Since;
 		return Package;
 	}

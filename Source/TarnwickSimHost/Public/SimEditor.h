@@ -15,6 +15,7 @@
 #include "ModalHooks.h"
 #include "SimObjects.h"
 #include "SimQuiescence.h"
+#include "SimRenderScene.h"
 #include "SimViewport.h"
 
 #include <memory>
@@ -34,6 +35,8 @@ struct FSimEditorSettings
 	FIntPoint ViewportSize{1280, 720};
 	/** Frames after which an unanswered modal answers itself "No" (0: never). */
 	int32 ModalTimeoutFrames = 0;
+	/** An editor without a visible window: its viewports keep their sizes but are never drawn. */
+	bool bHiddenEditor = false;
 };
 
 class FSimEditor final : public UEditorEngine
@@ -61,8 +64,10 @@ public:
 
 	/** The editor's part of a frame: pending PIE end and start, PIE loading, then the worlds' ticks. */
 	void Tick(double DeltaSeconds);
-	/** The viewport phase of a frame. */
+	/** The viewport phase of a frame: each viewport due to draw captures its view for the renderer. */
 	void DrawViewports(uint64 FrameCounter);
+	/** What the viewports drew in the last viewport phase. */
+	const FSimRenderStats& GetLastDrawStats() const { return LastDrawStats; }
 
 	/** Opens a new, empty editor world (package under /Temp/ when no name is given). */
 	FSimWorld* NewMap(const std::string& LongPackageName = std::string());
@@ -109,5 +114,7 @@ private:
 	std::vector<std::unique_ptr<FSimLevelViewportClient>> ViewportClients;
 	FSimLevelViewportClient* CurrentViewportClient = nullptr;
 	FSimViewport GameViewport;
+	std::unique_ptr<FSimSceneRenderer> Renderer;
+	FSimRenderStats LastDrawStats;
 };
 }

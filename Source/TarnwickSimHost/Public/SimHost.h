@@ -53,6 +53,9 @@ struct FSimHostOptions
 	/** When more than 0, a modal dialog nobody answers closes itself with "No" after this many frames, as an
 	 *  unattended editor's would; 0 leaves it open (the loop then waits, as the engine's does for a person). */
 	int32 ModalTimeoutFrames = 0;
+	/** An editor without a visible window (a build machine's): viewports keep their sizes but are never drawn,
+	 *  so they read back black. */
+	bool bHiddenEditor = false;
 };
 
 /** The virtual clock: monotonic seconds advance only when the frame loop says so. Any thread may read it. */

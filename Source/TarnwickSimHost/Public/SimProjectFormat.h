@@ -7,6 +7,7 @@
 // docs/project-format.md describes every format read here.
 #pragma once
 #include "Blueprint.h"
+#include "Color.h"
 #include "MathTypes.h"
 #include "SimReflectionRules.h"
 
@@ -129,6 +130,8 @@ struct FAssetDocument
 	FSimJson ComponentDefaults = FSimJson::object();
 	// Meshes:
 	FVector BoundsExtent{50.0, 50.0, 50.0};
+	/** The colour the renderer draws the mesh in; unset: the renderer's default. */
+	std::optional<FColor> Color;
 };
 
 std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const std::string& FileLabel, std::string* OutError);
