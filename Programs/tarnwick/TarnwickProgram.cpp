@@ -50,6 +50,7 @@ public:
 		HostOptions.ProjectDir = Options.ProjectDir;
 		// No person sits at a served editor: a modal nobody can answer must not stop every later call.
 		HostOptions.ModalTimeoutFrames = 600;
+		HostOptions.bHiddenEditor = Options.bHiddenEditor;
 		if (!Sim::ParseClockMode(Options.Clock, HostOptions.ClockMode))
 		{
 			std::fprintf(stderr, "tarnwick: --clock must be realtime or virtual, got '%s'\n", Options.Clock.c_str());
