@@ -3,6 +3,7 @@
 #include "Logging.h"
 #include "PlatformTime.h"
 #include "Printf.h"
+#include "TraceAuxiliary.h"
 
 #include <cmath>
 
@@ -282,6 +283,7 @@ void FSimEditor::FinishPIELoad()
 	World->BeginPlay();
 	TW_LOG(LogWorld, Log, "Bringing up level for play took: %f", 0.0);
 	TW_LOG(LogPlayLevel, Display, "PIE: Play in editor total start time %.3f seconds.", 0.0);
+	FMiscTrace::OutputBookmark("PIE Begin Play");
 }
 
 void FSimEditor::RequestEndPlayMap()
@@ -307,6 +309,7 @@ void FSimEditor::EndPlayMap()
 	Registry.DestroyWorld(World);
 	bSimulating = false;
 	TW_LOG(LogPlayLevel, Display, "Destroying online subsystem :Context_0");
+	FMiscTrace::OutputBookmark("PIE End");
 	FEditorDelegates::EndPIE.Broadcast(bWasSimulating);
 }
 

@@ -11,12 +11,14 @@
 #pragma once
 #include "FrameLoop.h"
 #include "PlatformTime.h"
+#include "SimCsvProfiler.h"
 #include "SimEditor.h"
 #include "SimObjects.h"
 #include "SimProjectFormat.h"
 #include "SimPythonPlugin.h"
 #include "SimQuiescence.h"
 #include "SimRenderThread.h"
+#include "SimTrace.h"
 
 #include <atomic>
 #include <functional>
@@ -113,6 +115,8 @@ public:
 	FSimObjectRegistry& GetObjects() { return *Registry; }
 	FSimQuiescence& GetQuiescence() { return *Quiescence; }
 	FSimRenderThread& GetRenderThread() { return *RenderThread; }
+	FSimCsvProfiler& GetCsvProfiler() { return *CsvProfiler; }
+	FSimTrace& GetTrace() { return *Trace; }
 	const FSimProject& GetProject() const { return Project; }
 	const FSimHostOptions& GetOptions() const { return Options; }
 	void SetHasFocus(bool bFocus) { bHasFocus = bFocus; }
@@ -134,6 +138,8 @@ private:
 	std::unique_ptr<FSimQuiescence> Quiescence;
 	std::unique_ptr<FSimRenderThread> RenderThread;
 	std::unique_ptr<FSimEditor> Editor;
+	std::unique_ptr<FSimCsvProfiler> CsvProfiler;
+	std::unique_ptr<FSimTrace> Trace;
 	/** Loaded when the project enables the Python plug-in. */
 	std::unique_ptr<FSimPythonPlugin> PythonPlugin;
 	std::atomic<uint64> FrameCounter{0};
