@@ -13,5 +13,6 @@ void SetEditor(UEditorEngine* Editor)
 {
 	GEditor = Editor;
 	GUnrealEd = Editor;
+	SetEngine(Editor);
 }
 }

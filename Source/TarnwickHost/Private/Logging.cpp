@@ -4,8 +4,65 @@
 #include "Printf.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdarg>
 #include <cstdio>
+#include <map>
+
+namespace
+{
+std::string LowerName(std::string_view Name)
+{
+	std::string Out(Name);
+	for (char& C : Out) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
+	return Out;
+}
+
+/** Live categories by lower-case name. A function-local static: categories are globals of many files. */
+struct FLogCategoryList
+{
+	std::mutex Mutex;
+	std::multimap<std::string, FLogCategory*> ByName;
+};
+
+FLogCategoryList& GetCategoryList()
+{
+	static FLogCategoryList List;
+	return List;
+}
+}
+
+FLogCategory::FLogCategory(std::string InName, ELogVerbosity::Type InDefault) : Name(std::move(InName)), Verbosity(InDefault)
+{
+	FLogCategoryList& List = GetCategoryList();
+	std::lock_guard Lock(List.Mutex);
+	List.ByName.emplace(LowerName(Name), this);
+}
+
+FLogCategory::~FLogCategory()
+{
+	FLogCategoryList& List = GetCategoryList();
+	std::lock_guard Lock(List.Mutex);
+	for (auto It = List.ByName.begin(); It != List.ByName.end(); ++It)
+	{
+		if (It->second == this)
+		{
+			List.ByName.erase(It);
+			break;
+		}
+	}
+}
+
+void FOutputDevice::Log(std::string_view Category, ELogVerbosity::Type Verbosity, std::string_view Message)
+{
+	Serialize(Message, Verbosity, Category, FPlatformTime::Seconds());
+}
+
+void FStringOutputDevice::Serialize(std::string_view Message, ELogVerbosity::Type, std::string_view, double)
+{
+	if (!Text.empty()) Text.push_back('\n');
+	Text.append(Message);
+}
 
 FOutputDeviceRedirector& FOutputDeviceRedirector::Get()
 {
@@ -15,7 +72,7 @@ FOutputDeviceRedirector& FOutputDeviceRedirector::Get()
 
 void FOutputDeviceRedirector::AddOutputDevice(FOutputDevice* Device)
 {
-	if (!Device) return;
+	if (!Device || Device == this) return;
 	std::unique_lock Lock(DevicesMutex);
 	if (std::find(Devices.begin(), Devices.end(), Device) == Devices.end())
 	{
@@ -100,6 +157,41 @@ const char* ToString(ELogVerbosity::Type Verbosity)
 
 namespace Tarnwick::Host
 {
+FLogCategory* FindLogCategory(std::string_view Name)
+{
+	FLogCategoryList& List = GetCategoryList();
+	std::lock_guard Lock(List.Mutex);
+	const auto It = List.ByName.find(LowerName(Name));
+	return It == List.ByName.end() ? nullptr : It->second;
+}
+
+std::vector<FLogCategory*> GetLogCategories()
+{
+	FLogCategoryList& List = GetCategoryList();
+	std::lock_guard Lock(List.Mutex);
+	std::vector<FLogCategory*> Out;
+	for (const auto& [Key, Category] : List.ByName) Out.push_back(Category);
+	return Out;
+}
+
+bool ParseLogVerbosity(std::string_view Text, ELogVerbosity::Type& OutVerbosity)
+{
+	const std::string Lower = LowerName(Text);
+	static const std::pair<const char*, ELogVerbosity::Type> Names[] = {{"fatal", ELogVerbosity::Fatal}, {"error", ELogVerbosity::Error},
+		{"warning", ELogVerbosity::Warning}, {"display", ELogVerbosity::Display}, {"log", ELogVerbosity::Log},
+		{"verbose", ELogVerbosity::Verbose}, {"veryverbose", ELogVerbosity::VeryVerbose}, {"very_verbose", ELogVerbosity::VeryVerbose},
+		{"nologging", ELogVerbosity::NoLogging}};
+	for (const auto& [Name, Verbosity] : Names)
+	{
+		if (Lower == Name)
+		{
+			OutVerbosity = Verbosity;
+			return true;
+		}
+	}
+	return false;
+}
+
 void LogFormatted(const FLogCategory& Category, ELogVerbosity::Type Verbosity, const char* Format, ...)
 {
 	va_list Args;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <thread>
 
 namespace Tarnwick::Host
 {
@@ -15,6 +16,11 @@ double FRealtimeClock::UtcNow() const
 {
 	using namespace std::chrono;
 	return duration<double>(system_clock::now().time_since_epoch()).count();
+}
+
+void IPlatformClock::Sleep(double Seconds) const
+{
+	if (Seconds > 0.0) std::this_thread::sleep_for(std::chrono::duration<double>(Seconds));
 }
 
 namespace

@@ -6,9 +6,11 @@
 // only after it has loaded. RequestEndPlayMap ends PIE on a following frame: PrePIEEnded fires, the world is
 // torn down and destroyed, then EndPIE fires. Only one PIE runs at a time.
 //
-// The host installs its editor with SetEditor (GEditor and GUnrealEd are then that object). Game thread only.
+// The host installs its editor with SetEditor (GEditor, GUnrealEd and GEngine are then that object). Game thread
+// only.
 #pragma once
 #include "Delegates.h"
+#include "Engine.h"
 #include "HostTypes.h"
 #include "World.h"
 
@@ -39,10 +41,9 @@ struct FRequestPlaySessionParams
 	bool bSuppressBlueprintCompileErrorModal = false;
 };
 
-class UEditorEngine
+class UEditorEngine : public UEngine
 {
 public:
-	virtual ~UEditorEngine() = default;
 
 	/** The editor's context first, then any PIE context. */
 	virtual std::vector<FWorldContext> GetWorldContexts() const = 0;
@@ -89,7 +90,7 @@ extern UEditorEngine* GUnrealEd;
 
 namespace Tarnwick::Host
 {
-/** Installs the editor as GEditor and GUnrealEd (not owned; null uninstalls). */
+/** Installs the editor as GEditor, GUnrealEd and GEngine (not owned; null uninstalls). */
 void SetEditor(UEditorEngine* Editor);
 }
 

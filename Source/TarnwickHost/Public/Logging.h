@@ -32,12 +32,17 @@ enum Type : uint8
 };
 }
 
-/** A named log category with a runtime verbosity filter (lines more verbose than it are dropped). */
+/**
+ * A named log category with a runtime verbosity filter (lines more verbose than it are dropped). Every live
+ * category is listed by name, so that the console's "log <Category> <Verbosity>" can find it.
+ */
 class FLogCategory
 {
 public:
-	FLogCategory(std::string InName, ELogVerbosity::Type InDefault = ELogVerbosity::Log)
-		: Name(std::move(InName)), Verbosity(InDefault) {}
+	FLogCategory(std::string InName, ELogVerbosity::Type InDefault = ELogVerbosity::Log);
+	~FLogCategory();
+	FLogCategory(const FLogCategory&) = delete;
+	FLogCategory& operator=(const FLogCategory&) = delete;
 	const std::string& GetName() const { return Name; }
 	ELogVerbosity::Type GetVerbosity() const { return Verbosity.load(std::memory_order_relaxed); }
 	void SetVerbosity(ELogVerbosity::Type V) { Verbosity.store(V, std::memory_order_relaxed); }
@@ -57,10 +62,25 @@ public:
 	/** False when the device must be called by one thread at a time. */
 	virtual bool CanBeUsedOnAnyThread() const { return false; }
 	virtual void Flush() {}
+
+	/** Writes one line stamped with the host clock (the engine's FOutputDevice::Log). */
+	void Log(std::string_view Category, ELogVerbosity::Type Verbosity, std::string_view Message);
+};
+
+/** Collects the lines it receives as text, one line each, "\n" between them (the engine's FStringOutputDevice). */
+class FStringOutputDevice final : public FOutputDevice
+{
+public:
+	void Serialize(std::string_view Message, ELogVerbosity::Type Verbosity, std::string_view Category, double Time) override;
+	const std::string& GetText() const { return Text; }
+	bool IsEmpty() const { return Text.empty(); }
+
+private:
+	std::string Text;
 };
 
 /** The global log: fans lines out to its devices. Thread-safe. */
-class FOutputDeviceRedirector
+class FOutputDeviceRedirector final : public FOutputDevice
 {
 public:
 	static FOutputDeviceRedirector& Get();
@@ -69,8 +89,10 @@ public:
 	void RemoveOutputDevice(FOutputDevice* Device);
 	bool IsRedirectingTo(FOutputDevice* Device) const;
 	void Serialize(std::string_view Message, ELogVerbosity::Type Verbosity, std::string_view Category);
-	void Serialize(std::string_view Message, ELogVerbosity::Type Verbosity, std::string_view Category, double Time);
-	void Flush();
+	/** As the engine's GLog is, the redirector is itself an output device (commands may print into *GLog). */
+	void Serialize(std::string_view Message, ELogVerbosity::Type Verbosity, std::string_view Category, double Time) override;
+	bool CanBeUsedOnAnyThread() const override { return true; }
+	void Flush() override;
 
 private:
 	mutable std::shared_mutex DevicesMutex;
@@ -102,6 +124,13 @@ const char* ToString(ELogVerbosity::Type Verbosity);
 
 namespace Tarnwick::Host
 {
+/** The live category of that name (compared without regard to case, as FNames are), or null. */
+FLogCategory* FindLogCategory(std::string_view Name);
+/** Every live category, ordered by name. */
+std::vector<FLogCategory*> GetLogCategories();
+/** The verbosity of a capitalised or lower-case name ("Warning", "verbose", "VeryVerbose"); false otherwise. */
+bool ParseLogVerbosity(std::string_view Text, ELogVerbosity::Type& OutVerbosity);
+
 void LogFormatted(const FLogCategory& Category, ELogVerbosity::Type Verbosity, const char* Format, ...)
 #if defined(__GNUC__)
 	__attribute__((format(printf, 3, 4)))

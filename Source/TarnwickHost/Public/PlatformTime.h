@@ -3,6 +3,7 @@
 //
 // Seconds() is monotonic (the engine's FPlatformTime::Seconds); UtcNow() is wall-clock UTC in seconds since
 // the Unix epoch. A host installs its own clock with SetClock; without one the real system clock is used.
+// FPlatformProcess::Sleep blocks through the same clock, so a simulated clock decides what a sleep means.
 #pragma once
 
 namespace Tarnwick::Host
@@ -15,6 +16,11 @@ public:
 	virtual double Seconds() const = 0;
 	/** Wall-clock UTC, seconds since 1970-01-01 (fractional). */
 	virtual double UtcNow() const = 0;
+	/**
+	 * Blocks the calling thread for Seconds (the engine's FPlatformProcess::Sleep). The real clock sleeps; a
+	 * simulated clock may instead move its time on by that much, so that nothing waits in tests.
+	 */
+	virtual void Sleep(double Seconds) const;
 };
 
 /** The system clock: steady_clock for Seconds, system_clock for UtcNow. */
@@ -33,4 +39,10 @@ const IPlatformClock& GetClock();
 struct FPlatformTime
 {
 	static double Seconds() { return Tarnwick::Host::GetClock().Seconds(); }
+};
+
+/** The engine's FPlatformProcess::Sleep, through the installed clock. */
+struct FPlatformProcess
+{
+	static void Sleep(double Seconds) { Tarnwick::Host::GetClock().Sleep(Seconds); }
 };

@@ -8,6 +8,7 @@
 //
 // Implemented by the host; game thread only.
 #pragma once
+#include "InputCoreTypes.h"
 #include "MathTypes.h"
 #include "Object.h"
 
@@ -17,6 +18,8 @@
 class AActor;
 class APlayerController;
 class UActorComponent;
+class UGameViewportClient;
+class UNavigationSystemV1;
 
 namespace EWorldType
 {
@@ -85,6 +88,11 @@ public:
 	virtual double GetGlobalTimeDilation() const = 0;
 	/** Sets the WorldSettings' time dilation, clamped to its Min/MaxGlobalTimeDilation; returns the value set. */
 	virtual double SetGlobalTimeDilation(double Dilation) = 0;
+
+	/** The viewport client input arrives through (a PIE or game world's); null for other worlds. */
+	virtual UGameViewportClient* GetGameViewport() const { return nullptr; }
+	/** The world's navigation system (the engine's UWorld::GetNavigationSystem); null when it has none. */
+	virtual UNavigationSystemV1* GetNavigationSystem() const { return nullptr; }
 };
 
 class AActor : public UObject
@@ -121,6 +129,12 @@ class APawn : public AActor
 public:
 	/** The controller that possesses this pawn, or null. */
 	virtual AController* GetController() const = 0;
+	/**
+	 * Spawns a controller of the pawn's AIControllerClass and makes it possess the pawn (the engine's
+	 * SpawnDefaultController). Does nothing when the pawn already has a controller, has no AIControllerClass, or
+	 * its world is not a game or PIE world.
+	 */
+	virtual void SpawnDefaultController() = 0;
 };
 
 class AController : public AActor
@@ -128,11 +142,24 @@ class AController : public AActor
 public:
 	/** The possessed pawn, or null. */
 	virtual APawn* GetPawn() const = 0;
+	/** Where the controller looks (a player's camera direction; an AI's facing). */
+	virtual FRotator GetControlRotation() const = 0;
+	virtual void SetControlRotation(const FRotator& Rotation) = 0;
 };
 
 class APlayerController : public AController
 {
 public:
+	/**
+	 * Runs a console command as the player's console does: the player's own commands first (pause, ...), then
+	 * GEngine->Exec on the controller's world. An unrecognised command prints "Command not recognized: %s".
+	 * Returns what the command printed, lines joined by "\n"; with bWriteToLog the lines also go to the log.
+	 */
+	virtual std::string ConsoleCommand(const std::string& Command, bool bWriteToLog = true) = 0;
+	/** Hands the controller one key event or axis movement; false when the key is invalid for the event. */
+	virtual bool InputKey(const FInputKeyParams& Params) = 0;
+	/** Whether the key is held down right now. */
+	virtual bool IsInputKeyDown(const FKey& Key) const = 0;
 	/**
 	 * The actor the player's camera looks through: the one set by SetViewTarget while it lives, else the
 	 * possessed pawn, else the controller itself. The camera is the view target's active camera component when it

@@ -1,4 +1,5 @@
 #include "SimEditor.h"
+#include "SimConsole.h"
 
 #include "Logging.h"
 #include "PlatformTime.h"
@@ -191,6 +192,8 @@ bool FSimEditor::StartPlayInEditor(const FRequestPlaySessionParams& Params, std:
 	bEndPlayMapQueued = false;
 	GameViewport = FSimViewport();
 	GameViewport.Size = CurrentViewportClient ? CurrentViewportClient->Viewport.Size : Settings.ViewportSize;
+	GameViewportClient = std::make_unique<FSimGameViewportClient>(GameViewport, World);
+	World->GameViewportClient = GameViewportClient.get();
 
 	if (!bSimulating)
 	{
@@ -266,10 +269,7 @@ void FSimEditor::FinishPIELoad()
 			AActor* Pawn = Registry.SpawnActor(World, PawnClass, PawnParams, &Error);
 			if (Pawn)
 			{
-				SetObjectProperty(PC, "Pawn", Pawn);
-				SetObjectProperty(Pawn, "Controller", PC);
-				const int32 Index = AsSim(PC)->GetSimState().Class->IndexOfName("ControlRotation");
-				AsSim(PC)->GetSimState().Values[static_cast<size_t>(Index)].RotatorValue = PawnParams.Rotation;
+				SimPossess(Cast<AController>(PC), Cast<APawn>(Pawn));
 				TW_LOG(LogGameMode, Log, "%s possessed %s at (%.1f, %.1f, %.1f)", PC->GetName().c_str(), Pawn->GetName().c_str(),
 					PawnParams.Location.X, PawnParams.Location.Y, PawnParams.Location.Z);
 			}
@@ -306,7 +306,9 @@ void FSimEditor::EndPlayMap()
 	TW_LOG(LogWorld, Log, "UWorld::CleanupWorld for %s, bSessionEnded=true, bCleanupResources=true", World->GetMapName().c_str());
 	PlayWorld = nullptr;
 	PIELoadFramesLeft = 0;
+	World->GameViewportClient = nullptr;
 	Registry.DestroyWorld(World);
+	GameViewportClient.reset();
 	bSimulating = false;
 	TW_LOG(LogPlayLevel, Display, "Destroying online subsystem :Context_0");
 	FMiscTrace::OutputBookmark("PIE End");
@@ -355,6 +357,11 @@ void FSimEditor::Tick(double DeltaSeconds)
 	}
 	if (EditorWorld) EditorWorld->Tick(DeltaSeconds);
 	if (PlayWorld) PlayWorld->Tick(DeltaSeconds);
+}
+
+bool FSimEditor::Exec(UWorld* InWorld, const std::string& Cmd, FOutputDevice& Ar)
+{
+	return ExecConsoleCommand(*this, dynamic_cast<FSimWorld*>(InWorld), Cmd, Ar);
 }
 
 void FSimEditor::DrawViewports(uint64 FrameCounter)

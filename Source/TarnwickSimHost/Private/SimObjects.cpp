@@ -1,5 +1,6 @@
 #include "SimObjects.h"
 #include "SimFileUtils.h"
+#include "SimPathFollowing.h"
 
 #include "Logging.h"
 #include "Printf.h"
@@ -106,8 +107,8 @@ UWorld* SimActorGetWorld(const FSimActorState& State) { return State.World; }
 
 FVector SimActorGetVelocity(const FSimActorState& State)
 {
-	if (!State.Movement || State.VelocityIndex < 0) return FVector();
-	return State.Movement->State.Values[static_cast<size_t>(State.VelocityIndex)].VectorValue;
+	if (!State.MovementValues || State.VelocityIndex < 0) return FVector();
+	return State.MovementValues->Values[static_cast<size_t>(State.VelocityIndex)].VectorValue;
 }
 
 // --- FSimClass ---
@@ -456,12 +457,7 @@ UObject* FSimObjectRegistry::NewObject(FSimClass* Class, UObject* Outer, const s
 {
 	if (!Class || Class->Kind == ESimObjectKind::World || Class->Kind == ESimObjectKind::Class) return nullptr;
 	if (Class->IsChildOf(ActorClass)) return nullptr;
-	if (Class->IsChildOf(ComponentClass))
-	{
-		FSimComponent* C = Create<FSimComponent>(Class, Outer, Name);
-		C->Owner = dynamic_cast<AActor*>(Outer);
-		return C;
-	}
+	if (Class->IsChildOf(ComponentClass)) return CreateComponent(Class, Outer, Name, dynamic_cast<AActor*>(Outer));
 	return Create<FSimObject>(Class, Outer, Name);
 }
 
@@ -838,10 +834,25 @@ std::string FSimObjectRegistry::MakeUniqueActorName(FSimWorld* World, FSimClass*
 	}
 }
 
+UActorComponent* FSimObjectRegistry::CreateComponent(FSimClass* Class, UObject* Outer, const std::string& Name, AActor* Owner)
+{
+	// Components the engine implements in C++ keep their state in C++ objects here too.
+	if (Class->IsA("/Script/AIModule.PathFollowingComponent"))
+	{
+		auto* C = Create<FSimPathFollowingComponent>(Class, Outer, Name);
+		C->Owner = Owner;
+		return C;
+	}
+	auto* C = Create<FSimComponent>(Class, Outer, Name);
+	C->Owner = Owner;
+	return C;
+}
+
 AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, const std::string& Name)
 {
 	AActor* Actor = nullptr;
 	if (Class->IsA("/Script/Engine.PlayerController")) Actor = Create<FSimPlayerController>(Class, World->Level, Name);
+	else if (Class->IsA("/Script/AIModule.AIController")) Actor = Create<FSimAIController>(Class, World->Level, Name);
 	else if (Class->IsA("/Script/Engine.Controller")) Actor = Create<FSimController>(Class, World->Level, Name);
 	else if (Class->IsA("/Script/Engine.Pawn")) Actor = Create<FSimPawn>(Class, World->Level, Name);
 	else Actor = Create<FSimActor>(Class, World->Level, Name);
@@ -851,14 +862,15 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 	FSimObjectState& ActorValues = AsSim(Actor)->GetSimState();
 	for (const FSimComponentTemplate& T : Class->Components)
 	{
-		FSimComponent* C = Create<FSimComponent>(T.Class, Actor, T.Name);
-		C->Owner = Actor;
-		C->State.Values = T.Values;
+		UActorComponent* C = CreateComponent(T.Class, Actor, T.Name, Actor);
+		FSimObjectState& CState = AsSim(C)->GetSimState();
+		CState.Values = T.Values;
 		State.Components.push_back(C);
 		if (!State.Root && T.Class->IsA("/Script/Engine.SceneComponent")) State.Root = C;
 		if (!State.Movement && T.Class->IsChildOf(CharacterMovementClass))
 		{
 			State.Movement = C;
+			State.MovementValues = &CState;
 			State.VelocityIndex = T.Class->IndexOfName("Velocity");
 		}
 		if (!T.BoundProperty.empty())
@@ -873,15 +885,16 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 
 void FSimObjectRegistry::CreateAnimInstances(AActor* Actor)
 {
-	for (FSimComponent* C : GetActorState(Actor)->Components)
+	for (UActorComponent* C : GetActorState(Actor)->Components)
 	{
-		if (!C->State.Class->IsChildOf(SkeletalMeshComponentClass)) continue;
-		const int32 AnimClassIndex = C->State.Class->IndexOfName("AnimClass");
-		const int32 InstanceIndex = C->State.Class->IndexOfName("AnimScriptInstance");
-		auto* AnimClass = dynamic_cast<FSimClass*>(C->State.Values[static_cast<size_t>(AnimClassIndex)].ObjectValue.Get());
+		FSimObjectState& CState = AsSim(C)->GetSimState();
+		if (!CState.Class->IsChildOf(SkeletalMeshComponentClass)) continue;
+		const int32 AnimClassIndex = CState.Class->IndexOfName("AnimClass");
+		const int32 InstanceIndex = CState.Class->IndexOfName("AnimScriptInstance");
+		auto* AnimClass = dynamic_cast<FSimClass*>(CState.Values[static_cast<size_t>(AnimClassIndex)].ObjectValue.Get());
 		if (!AnimClass) continue;
 		UObject* Instance = NewObject(AnimClass, C, AnimClass->GetName() + "_0");
-		C->State.Values[static_cast<size_t>(InstanceIndex)] = FPropertyValue::MakeObject(Instance);
+		CState.Values[static_cast<size_t>(InstanceIndex)] = FPropertyValue::MakeObject(Instance);
 	}
 }
 
@@ -1046,8 +1059,8 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 		FSimActorState& State = *GetActorState(Actor);
 		for (auto It = A.Components.begin(); It != A.Components.end(); ++It)
 		{
-			FSimComponent* Component = nullptr;
-			for (FSimComponent* C : State.Components)
+			UActorComponent* Component = nullptr;
+			for (UActorComponent* C : State.Components)
 			{
 				if (ToLower(C->GetName()) == ToLower(It.key())) Component = C;
 			}
@@ -1058,10 +1071,11 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 			if (!ApplyJsonProperties(Component, It.value(), World, &Error)) return FailRollback(Where + "Components." + It.key() + ": " + Error);
 		}
 		// The map may have set an AnimClass; instances follow the final value.
-		for (FSimComponent* C : State.Components)
+		for (UActorComponent* C : State.Components)
 		{
-			const int32 InstanceIndex = C->State.Class->IndexOfName("AnimScriptInstance");
-			if (InstanceIndex >= 0) DestroyObject(C->State.Values[static_cast<size_t>(InstanceIndex)].ObjectValue.Get());
+			FSimObjectState& CState = AsSim(C)->GetSimState();
+			const int32 InstanceIndex = CState.Class->IndexOfName("AnimScriptInstance");
+			if (InstanceIndex >= 0) DestroyObject(CState.Values[static_cast<size_t>(InstanceIndex)].ObjectValue.Get());
 		}
 		CreateAnimInstances(Actor);
 	}
@@ -1101,7 +1115,7 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 		Map[SourceActor] = Copy;
 		for (size_t I = 0; I < From.Components.size() && I < To.Components.size(); ++I)
 		{
-			To.Components[I]->State.Values = From.Components[I]->State.Values;
+			AsSim(To.Components[I])->GetSimState().Values = AsSim(From.Components[I])->GetSimState().Values;
 			Map[From.Components[I]] = To.Components[I];
 		}
 		Pairs.emplace_back(SourceActor, Copy);
@@ -1109,11 +1123,12 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 	for (auto& [SourceActor, Copy] : Pairs)
 	{
 		for (FPropertyValue& V : AsSim(Copy)->GetSimState().Values) RemapValue(V, Map);
-		for (FSimComponent* C : GetActorState(Copy)->Components)
+		for (UActorComponent* C : GetActorState(Copy)->Components)
 		{
-			for (FPropertyValue& V : C->State.Values) RemapValue(V, Map);
-			const int32 InstanceIndex = C->State.Class->IndexOfName("AnimScriptInstance");
-			if (InstanceIndex >= 0) C->State.Values[static_cast<size_t>(InstanceIndex)] = FPropertyValue::MakeObject(nullptr);
+			FSimObjectState& CState = AsSim(C)->GetSimState();
+			for (FPropertyValue& V : CState.Values) RemapValue(V, Map);
+			const int32 InstanceIndex = CState.Class->IndexOfName("AnimScriptInstance");
+			if (InstanceIndex >= 0) CState.Values[static_cast<size_t>(InstanceIndex)] = FPropertyValue::MakeObject(nullptr);
 		}
 		CreateAnimInstances(Copy);
 	}

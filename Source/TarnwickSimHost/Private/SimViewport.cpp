@@ -2,6 +2,9 @@
 
 #include "Logging.h"
 #include "RenderingThread.h"
+#include "World.h"
+
+#include <cctype>
 
 namespace Tarnwick::Sim
 {
@@ -154,6 +157,91 @@ bool FSimLevelViewportClient::Draw(uint64 FrameCounter)
 	}
 	Viewport.bInvalidated = false;
 	++Viewport.DrawCount;
+	return true;
+}
+}
+
+namespace Tarnwick::Sim
+{
+namespace
+{
+std::string Lower(const std::string& S)
+{
+	std::string Out = S;
+	for (char& C : Out) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
+	return Out;
+}
+}
+
+bool FindShowFlag(const std::string& Name, std::string& OutCanonical, bool& OutDefault)
+{
+	struct FFlag
+	{
+		const char* Name;
+		bool bDefault;
+	};
+	static const FFlag Flags[] = {{"AmbientOcclusion", true}, {"AntiAliasing", true}, {"Bloom", true}, {"Bounds", false}, {"BSP", true},
+		{"Collision", false}, {"Decals", true}, {"DirectionalLights", true}, {"Fog", true}, {"Game", true}, {"Grid", false},
+		{"Landscape", true}, {"Lighting", true}, {"MotionBlur", true}, {"Navigation", false}, {"Particles", true}, {"PointLights", true},
+		{"PostProcessing", true}, {"SkeletalMeshes", true}, {"SkyLighting", true}, {"SpotLights", true}, {"StaticMeshes", true},
+		{"Translucency", true}, {"Volumes", false}};
+	const std::string Key = Lower(Name);
+	for (const FFlag& F : Flags)
+	{
+		if (Lower(F.Name) == Key)
+		{
+			OutCanonical = F.Name;
+			OutDefault = F.bDefault;
+			return true;
+		}
+	}
+	return false;
+}
+
+bool FindViewModeByConsoleName(const std::string& Name, int32& OutIndex)
+{
+	static const std::pair<const char*, int32> Modes[] = {{"lit", EViewModeIndex::VMI_Lit}, {"unlit", EViewModeIndex::VMI_Unlit},
+		{"wireframe", EViewModeIndex::VMI_Wireframe}, {"brushwireframe", EViewModeIndex::VMI_BrushWireframe},
+		{"detaillighting", EViewModeIndex::VMI_Lit_DetailLighting}, {"lightingonly", EViewModeIndex::VMI_LightingOnly},
+		{"lightcomplexity", EViewModeIndex::VMI_LightComplexity}, {"shadercomplexity", EViewModeIndex::VMI_ShaderComplexity},
+		{"lightmapdensity", EViewModeIndex::VMI_LightmapDensity}, {"litlightmapdensity", EViewModeIndex::VMI_LitLightmapDensity},
+		{"reflectionoverride", EViewModeIndex::VMI_ReflectionOverride}, {"collisionpawn", EViewModeIndex::VMI_CollisionPawn},
+		{"collisionvis", EViewModeIndex::VMI_CollisionVisibility}, {"lodcoloration", EViewModeIndex::VMI_LODColoration},
+		{"quadoverdraw", EViewModeIndex::VMI_QuadOverdraw}};
+	const std::string Key = Lower(Name);
+	for (const auto& [ModeName, Index] : Modes)
+	{
+		if (Key == ModeName)
+		{
+			OutIndex = Index;
+			return true;
+		}
+	}
+	return false;
+}
+
+FSimGameViewportClient::FSimGameViewportClient(FSimViewport& InViewport, UWorld* InWorld)
+	: Viewport(InViewport), World(InWorld), Mouse{InViewport.Size.X / 2, InViewport.Size.Y / 2}
+{
+}
+
+bool FSimGameViewportClient::InputKey(const FInputKeyParams& Params)
+{
+	if (Params.Key.IsAxis1D() || Params.Event == IE_Axis) return false;
+	APlayerController* PC = World ? World->GetFirstPlayerController() : nullptr;
+	return PC && PC->InputKey(Params);
+}
+
+bool FSimGameViewportClient::MouseMove(int32 X, int32 Y)
+{
+	APlayerController* PC = World ? World->GetFirstPlayerController() : nullptr;
+	if (!PC) return false;
+	const int32 DX = X - Mouse.X;
+	const int32 DY = Y - Mouse.Y;
+	Mouse = FIntPoint{X, Y};
+	// Screen Y grows downwards; the engine's MouseY axis is positive upwards.
+	if (DX != 0) PC->InputKey(FInputKeyParams{FKey("MouseX"), IE_Axis, static_cast<double>(DX)});
+	if (DY != 0) PC->InputKey(FInputKeyParams{FKey("MouseY"), IE_Axis, static_cast<double>(-DY)});
 	return true;
 }
 }

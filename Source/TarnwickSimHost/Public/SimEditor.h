@@ -62,6 +62,10 @@ public:
 	FEditorViewportClient* GetCurrentLevelEditingViewportClient() const override { return CurrentViewportClient; }
 	FViewport* GetGameViewport() const override { return PlayWorld ? const_cast<FSimViewport*>(&GameViewport) : nullptr; }
 
+	// UEngine
+	/** Runs the simulated engine's console commands (SimConsole.h). */
+	bool Exec(UWorld* InWorld, const std::string& Cmd, FOutputDevice& Ar) override;
+
 	/** The editor's part of a frame: pending PIE end and start, PIE loading, then the worlds' ticks. */
 	void Tick(double DeltaSeconds);
 	/** The viewport phase of a frame: each viewport due to draw captures its view for the renderer. */
@@ -114,6 +118,7 @@ private:
 	std::vector<std::unique_ptr<FSimLevelViewportClient>> ViewportClients;
 	FSimLevelViewportClient* CurrentViewportClient = nullptr;
 	FSimViewport GameViewport;
+	std::unique_ptr<FSimGameViewportClient> GameViewportClient;
 	std::unique_ptr<FSimSceneRenderer> Renderer;
 	FSimRenderStats LastDrawStats;
 };

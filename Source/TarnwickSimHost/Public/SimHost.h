@@ -67,10 +67,15 @@ public:
 	FSimVirtualClock(double InStartSeconds, double InUtcStart) : Now(InStartSeconds), Start(InStartSeconds), UtcStart(InUtcStart) {}
 	double Seconds() const override { return Now.load(std::memory_order_acquire); }
 	double UtcNow() const override { return UtcStart + (Seconds() - Start); }
-	void Advance(double DeltaSeconds) { Now.store(Now.load(std::memory_order_relaxed) + DeltaSeconds, std::memory_order_release); }
+	/** Nothing waits on the virtual clock: a sleep moves its time on by that much, without running a frame. */
+	void Sleep(double DeltaSeconds) const override
+	{
+		if (DeltaSeconds > 0.0) Advance(DeltaSeconds);
+	}
+	void Advance(double DeltaSeconds) const { Now.store(Now.load(std::memory_order_relaxed) + DeltaSeconds, std::memory_order_release); }
 
 private:
-	std::atomic<double> Now;
+	mutable std::atomic<double> Now;
 	double Start;
 	double UtcStart;
 };

@@ -7,7 +7,9 @@
 // end of each frame, so raw pointers stay valid until then. Everything is ordered (spawn order, load order,
 // ordered maps) so that the same inputs always give the same state. Game thread only.
 #pragma once
+#include "AIController.h"
 #include "Blueprint.h"
+#include "SimPlayerInput.h"
 #include "SimProjectFormat.h"
 #include "SimReflectionRules.h"
 #include "UObjectGlobals.h"
@@ -169,11 +171,29 @@ public:
 	std::vector<std::string> CompileErrors;
 };
 
-class FSimComponent final : public TSimObject<UActorComponent>
+/** A component of any host component interface (TBase derives from UActorComponent), with its owning actor. */
+template <class TBase>
+class TSimComponent : public TSimObject<TBase>
 {
 public:
 	AActor* GetOwner() const override { return Owner; }
 	AActor* Owner = nullptr;
+};
+
+/** A component with nothing but reflected values (scene, mesh, movement, camera, light components, ...). */
+class FSimComponent final : public TSimComponent<UActorComponent>
+{
+};
+
+class FSimEventGraph;
+
+/** What an event of an actor's event graph has done so far (one per event, in graph order). */
+struct FSimGraphEventState
+{
+	/** Delay: fired; OnReached: the watched actor is inside the radius. */
+	bool bLatched = false;
+	/** Timer: game time of the next firing. */
+	double NextTime = 0.0;
 };
 
 /** Actor state shared by every simulated actor type. */
@@ -185,12 +205,27 @@ struct FSimActorState
 	FVector Location;
 	FRotator Rotation;
 	FVector Scale{1.0, 1.0, 1.0};
-	std::vector<FSimComponent*> Components;
-	FSimComponent* Root = nullptr;
-	/** The character movement component and the index of its Velocity, when the actor has one. */
-	FSimComponent* Movement = nullptr;
+	std::vector<UActorComponent*> Components;
+	UActorComponent* Root = nullptr;
+	/** The character movement component and its values, when the actor has one (Velocity is read often). */
+	UActorComponent* Movement = nullptr;
+	FSimObjectState* MovementValues = nullptr;
 	int32 VelocityIndex = -1;
 	bool bBegunPlay = false;
+	/** Game time at which the actor began play. */
+	double BeginPlayTime = 0.0;
+
+	// Gameplay (PIE and game worlds).
+	/** The class's event graph followed by the map entry's own events; null when there are none. */
+	std::shared_ptr<const FSimEventGraph> EventGraph;
+	std::vector<FSimGraphEventState> EventStates;
+	/** Movement input added this frame (AddMovementInput), consumed by the movement tick. */
+	FVector PendingMovementInput;
+	/** Jump was pressed and not yet performed or released. */
+	bool bPressedJump = false;
+	int32 JumpCurrentCount = 0;
+	/** Attribute values from the map entry, applied over the class's when the actor is created. */
+	FSimJson AttributeOverrides;
 };
 
 class ISimActor
@@ -220,10 +255,7 @@ public:
 	FVector GetActorScale3D() const override { return Actor.Scale; }
 	void SetActorScale3D(const FVector& Scale) override { Actor.Scale = Scale; }
 	FVector GetVelocity() const override { return SimActorGetVelocity(Actor); }
-	std::vector<UActorComponent*> GetComponents() const override
-	{
-		return std::vector<UActorComponent*>(Actor.Components.begin(), Actor.Components.end());
-	}
+	std::vector<UActorComponent*> GetComponents() const override { return Actor.Components; }
 	UActorComponent* GetRootComponent() const override { return Actor.Root; }
 	bool HasActorBegunPlay() const override { return Actor.bBegunPlay; }
 	FSimActorState& GetActorState() override { return Actor; }
@@ -242,23 +274,69 @@ class FSimPawn final : public TSimActor<APawn>
 {
 public:
 	AController* GetController() const override { return Cast<AController>(SimGetObjectProperty(this, "Controller")); }
+	void SpawnDefaultController() override;
 };
+
+/**
+ * Makes Controller possess Pawn as the engine's AController::Possess does: a controller the pawn had and a pawn
+ * the controller had are let go first; the control rotation starts at the pawn's rotation.
+ */
+void SimPossess(AController* Controller, APawn* Pawn);
+/** Lets go of the controller's pawn, if any. */
+void SimUnPossess(AController* Controller);
+/** A pawn's collision capsule (its first capsule component), or false when it has none. */
+bool SimGetCapsule(const AActor* Actor, double& OutRadius, double& OutHalfHeight);
+
+/** ControlRotation of a controller, read and written through its reflected value. */
+FRotator SimGetControlRotation(const UObject* Controller);
+void SimSetControlRotation(UObject* Controller, const FRotator& Rotation);
 
 class FSimController final : public TSimActor<AController>
 {
 public:
 	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+	FRotator GetControlRotation() const override { return SimGetControlRotation(this); }
+	void SetControlRotation(const FRotator& Rotation) override { SimSetControlRotation(this, Rotation); }
 };
 
 class FSimPlayerController final : public TSimActor<APlayerController>
 {
 public:
 	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+	FRotator GetControlRotation() const override { return SimGetControlRotation(this); }
+	void SetControlRotation(const FRotator& Rotation) override { SimSetControlRotation(this, Rotation); }
+	std::string ConsoleCommand(const std::string& Command, bool bWriteToLog = true) override;
+	bool InputKey(const FInputKeyParams& Params) override;
+	bool IsInputKeyDown(const FKey& Key) const override { return Input.IsKeyDown(Key); }
+
 	AActor* GetViewTarget() const override;
 	void SetViewTarget(AActor* NewViewTarget) override;
 
+	/** Key state and the events of the current frame; the world's tick turns them into movement. */
+	FSimPlayerInput Input;
 	/** Set by SetViewTarget; unset (or destroyed) falls back to the pawn. */
 	FWeakObjectPtr ViewTarget;
+};
+
+class FSimPathFollowingComponent;
+
+class FSimAIController final : public TSimActor<AAIController>
+{
+public:
+	APawn* GetPawn() const override { return Cast<APawn>(SimGetObjectProperty(this, "Pawn")); }
+	FRotator GetControlRotation() const override { return SimGetControlRotation(this); }
+	void SetControlRotation(const FRotator& Rotation) override { SimSetControlRotation(this, Rotation); }
+	EPathFollowingRequestResult::Type MoveToLocation(const FVector& Dest, float AcceptanceRadius = -1.0f, bool bStopOnOverlap = true,
+		bool bUsePathfinding = true, bool bProjectDestinationToNavigation = false, bool bCanStrafe = true, UClass* FilterClass = nullptr,
+		bool bAllowPartialPath = true) override;
+	EPathFollowingRequestResult::Type MoveToActor(AActor* Goal, float AcceptanceRadius = -1.0f, bool bStopOnOverlap = true,
+		bool bUsePathfinding = true, bool bCanStrafe = true, UClass* FilterClass = nullptr, bool bAllowPartialPath = true) override;
+	void StopMovement() override;
+	EPathFollowingStatus::Type GetMoveStatus() const override;
+	UPathFollowingComponent* GetPathFollowingComponent() const override;
+	UBlackboardComponent* GetBlackboardComponent() const override;
+
+	FSimPathFollowingComponent* GetSimPathFollowing() const;
 };
 
 /** Per-frame work of a world: time, and simple movement. */
@@ -283,6 +361,7 @@ public:
 	bool SetGamePaused(bool bInPaused) override;
 	double GetGlobalTimeDilation() const override;
 	double SetGlobalTimeDilation(double Dilation) override;
+	UGameViewportClient* GetGameViewport() const override { return GameViewportClient; }
 
 	/** Advances time by DeltaSeconds of real time and moves characters; nothing before play begins. */
 	void Tick(double RealDeltaSeconds);
@@ -310,6 +389,8 @@ public:
 	std::map<std::string, int32> NameCounters;
 	/** Cached index of WorldSettings.TimeDilation and friends. */
 	int32 TimeDilationIndex = -1;
+	/** The PIE viewport's client while this is the PIE world (owned by the editor). */
+	UGameViewportClient* GameViewportClient = nullptr;
 };
 
 /** Owns every object; the host's object system. */
@@ -372,6 +453,8 @@ private:
 	FSimClass* CreateClass(const std::string& Name, UObject* Outer, FSimClass* MetaClass, FSimClass* Super);
 	void FinishClass(FSimClass* Class);
 	AActor* CreateActor(FSimWorld* World, FSimClass* Class, const std::string& Name);
+	/** Creates a component of Class, of the C++ type the class needs (path following, blackboard, ...). */
+	UActorComponent* CreateComponent(FSimClass* Class, UObject* Outer, const std::string& Name, AActor* Owner);
 	void CreateAnimInstances(AActor* Actor);
 	UObject* LoadPackage(const std::string& PackageName, std::string* OutError);
 	UObject* LoadEngineContent(const std::string& PackageName);

@@ -3,10 +3,13 @@
 // rasterises that frame on the render thread, once. A viewport counts its draws, and a size change makes the
 // render thread reallocate its render targets, logged as the engine logs it. Game thread only.
 #pragma once
+#include "GameViewport.h"
 #include "SimRenderer.h"
 #include "Viewport.h"
 
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace Tarnwick::Sim
@@ -38,10 +41,21 @@ public:
 	FIntPoint AllocatedSize;
 	bool bInvalidated = true;
 	uint64 DrawCount = 0;
+	/** Show flags switched away from their defaults by "showflag.<Name> 0|1" (lower-case names). */
+	std::map<std::string, bool> ShowFlags;
+	/** Stat groups shown by "stat <group>" (lower-case names). */
+	std::set<std::string> Stats;
+	/** The game viewport's view mode ("viewmode"); level viewport clients keep their own. */
+	int32 ViewModeIndex = 3;
 
 private:
 	std::shared_ptr<FSimDrawnFrame> DrawnFrame;
 };
+
+/** The engine's show flags the console knows, with their defaults in a game viewport. */
+bool FindShowFlag(const std::string& Name, std::string& OutCanonical, bool& OutDefault);
+/** The view mode named by the console's "viewmode <name>" (lit, unlit, wireframe, ...); false for others. */
+bool FindViewModeByConsoleName(const std::string& Name, int32& OutIndex);
 
 class FSimLevelViewportClient final : public FEditorViewportClient
 {
@@ -79,6 +93,26 @@ public:
 	bool bRealtime = true;
 	bool bGameView = false;
 	int32 ViewModeIndex = 3; // VMI_Lit
+};
+
+/**
+ * The PIE viewport's client: input into the game goes to the world's first player controller. The mouse
+ * starts at the viewport's centre; each move hands the difference on as MouseX (rightwards) and MouseY (upwards).
+ */
+class FSimGameViewportClient final : public UGameViewportClient
+{
+public:
+	FSimGameViewportClient(FSimViewport& InViewport, UWorld* InWorld);
+	FViewport* GetGameViewport() const override { return &Viewport; }
+	UWorld* GetWorld() const override { return World; }
+	bool InputKey(const FInputKeyParams& Params) override;
+	bool MouseMove(int32 X, int32 Y) override;
+	FIntPoint GetMousePosition() const override { return Mouse; }
+
+private:
+	FSimViewport& Viewport;
+	UWorld* World;
+	FIntPoint Mouse;
 };
 
 /** The engine's display name of a view mode ("Lit", "Wireframe"); "Unknown" otherwise. */

@@ -1,0 +1,11 @@
+#include "Engine.h"
+
+UEngine* GEngine = nullptr;
+
+namespace Tarnwick::Host
+{
+void SetEngine(UEngine* Engine)
+{
+	GEngine = Engine;
+}
+}
