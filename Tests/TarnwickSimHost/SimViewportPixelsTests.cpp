@@ -307,3 +307,36 @@ TEST(SimMeshColours, AssetColoursAreReadAndBadOnesRefused)
 	EXPECT_EQ(Pixels[360u * 1280u + 640u + 150u], FColor(250, 250, 0));
 	EXPECT_EQ(Pixels[360u * 1280u + 640u + 170u], SimRenderConstants::SkyColor);
 }
+
+TEST(SimViewportPixels, ConsoleViewModesAndShowFlagsChangeWhatTheGameViewportDraws)
+{
+	auto Host = MakeArenaHost();
+	UWorld* Pie = StartPie(*Host);
+	APlayerController* PC = Pie->GetFirstPlayerController();
+	PC->SetViewTarget(FindActor(Pie, "CameraActor_0"));
+	Host->StepFrame();
+	const FDecodedPng Lit = Capture(GEditor->GetGameViewport(), "console_lit");
+	ASSERT_GT(FindBlob(Lit, IsBall).Count, 50u);
+
+	PC->ConsoleCommand("viewmode wireframe");
+	Host->StepFrame();
+	const FDecodedPng Wire = Capture(GEditor->GetGameViewport(), "console_wire");
+	EXPECT_EQ(Wire.At(640, 20), FColor(0, 0, 0));
+	PC->ConsoleCommand("viewmode lit");
+
+	// Lighting off draws surfaces in their own colours; static meshes off leaves the hero alone on the sky.
+	PC->ConsoleCommand("showflag.lighting 0");
+	Host->StepFrame();
+	const FDecodedPng Unlit = Capture(GEditor->GetGameViewport(), "console_unlit");
+	const FBlob Ball = FindBlob(Unlit, IsBall);
+	EXPECT_EQ(Unlit.At(static_cast<int32>(Ball.X), static_cast<int32>(Ball.Y)), FColor(220, 60, 60));
+	PC->ConsoleCommand("showflag.staticmeshes 0");
+	Host->StepFrame();
+	const FDecodedPng NoMeshes = Capture(GEditor->GetGameViewport(), "console_nomeshes");
+	EXPECT_EQ(FindBlob(NoMeshes, IsBall).Count, 0u);
+	EXPECT_GT(FindBlob(NoMeshes, IsHero).Count, 100u);
+	for (const FColor& C : NoMeshes.Pixels) ASSERT_TRUE(C == SimRenderConstants::SkyColor || IsHero(C));
+	PC->ConsoleCommand("showflag.skeletalmeshes 0");
+	Host->StepFrame();
+	EXPECT_TRUE(Capture(GEditor->GetGameViewport(), "console_empty").IsUniformRGB());
+}

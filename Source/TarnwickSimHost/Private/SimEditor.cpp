@@ -379,7 +379,7 @@ void FSimEditor::DrawViewports(uint64 FrameCounter)
 	{
 		if (!C->Draw(FrameCounter)) continue;
 		FSimRenderFrame& Frame = C->Viewport.BeginDrawnFrame();
-		Renderer->DrawLevelViewport(*C, C->Viewport.Size, LevelWorld, Frame);
+		Renderer->DrawLevelViewport(*C, C->Viewport.Size, FSimShowFlags::FromOverrides(C->Viewport.ShowFlags), LevelWorld, Frame);
 		Count(Frame);
 	}
 	if (PlayWorld && GameViewport.Size.X > 0 && GameViewport.Size.Y > 0)
@@ -387,7 +387,8 @@ void FSimEditor::DrawViewports(uint64 FrameCounter)
 		GameViewport.bInvalidated = false;
 		++GameViewport.DrawCount;
 		FSimRenderFrame& Frame = GameViewport.BeginDrawnFrame();
-		Renderer->DrawGameViewport(PlayWorld, GameViewport.Size, Frame);
+		Renderer->DrawGameViewport(
+			PlayWorld, GameViewport.Size, GameViewport.ViewModeIndex, FSimShowFlags::FromOverrides(GameViewport.ShowFlags), Frame);
 		Count(Frame);
 	}
 }

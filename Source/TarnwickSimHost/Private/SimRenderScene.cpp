@@ -290,7 +290,22 @@ const FSimSceneRenderer::FStaticMeshLook& FSimSceneRenderer::LookOf(const UObjec
 	return Look;
 }
 
-void FSimSceneRenderer::AddLight(AActor* Actor, UObject* Component, const FAffine& ToWorld, FSimRenderFrame& Out) const
+FSimShowFlags FSimShowFlags::FromOverrides(const std::map<std::string, bool>& Overrides)
+{
+	FSimShowFlags Flags;
+	auto Apply = [&](const char* Key, bool& Flag) {
+		if (auto It = Overrides.find(Key); It != Overrides.end()) Flag = It->second;
+	};
+	Apply("staticmeshes", Flags.bStaticMeshes);
+	Apply("skeletalmeshes", Flags.bSkeletalMeshes);
+	Apply("lighting", Flags.bLighting);
+	Apply("directionallights", Flags.bDirectionalLights);
+	Apply("pointlights", Flags.bPointLights);
+	Apply("spotlights", Flags.bSpotLights);
+	return Flags;
+}
+
+void FSimSceneRenderer::AddLight(AActor* Actor, UObject* Component, const FAffine& ToWorld, const FSimShowFlags& Flags, FSimRenderFrame& Out) const
 {
 	FPropertyIndexCache& Props = *PropertyCache;
 	if (!ReadBool(Props, Actor, EProp::bEnabled, true) || !ReadBool(Props, Component, EProp::bAffectsWorld, true)) return;
@@ -298,7 +313,10 @@ void FSimSceneRenderer::AddLight(AActor* Actor, UObject* Component, const FAffin
 	const double Intensity = std::max(0.0, ReadNumber(Props, Component, EProp::Intensity, 0.0));
 	Light.Direction = Normalize(ToWorld.X);
 	Light.Position = ToWorld.Origin;
-	if (Component->IsA(DirectionalLightComponentClass))
+	const bool bDirectional = Component->IsA(DirectionalLightComponentClass);
+	const bool bSpot = Component->IsA(SpotLightComponentClass);
+	if (bDirectional ? !Flags.bDirectionalLights : bSpot ? !Flags.bSpotLights : !Flags.bPointLights) return;
+	if (bDirectional)
 	{
 		// An outdoor sun of 10 lux lights a surface facing it fully.
 		Light.Type = FSimRenderLight::EType::Directional;
@@ -306,7 +324,7 @@ void FSimSceneRenderer::AddLight(AActor* Actor, UObject* Component, const FAffin
 	}
 	else
 	{
-		Light.Type = Component->IsA(SpotLightComponentClass) ? FSimRenderLight::EType::Spot : FSimRenderLight::EType::Point;
+		Light.Type = bSpot ? FSimRenderLight::EType::Spot : FSimRenderLight::EType::Point;
 		Light.Color = Scale(ReadLightColor(Props, Component), Intensity / 5000.0);
 		Light.Radius = std::max(1.0, ReadNumber(Props, Component, EProp::AttenuationRadius, 1000.0));
 		if (Light.Type == FSimRenderLight::EType::Spot)
@@ -320,7 +338,7 @@ void FSimSceneRenderer::AddLight(AActor* Actor, UObject* Component, const FAffin
 	Out.Lights.push_back(Light);
 }
 
-void FSimSceneRenderer::GatherScene(UWorld* World, bool bGameView, FSimRenderFrame& Out)
+void FSimSceneRenderer::GatherScene(UWorld* World, bool bGameView, const FSimShowFlags& Flags, FSimRenderFrame& Out)
 {
 	FPropertyIndexCache& Props = *PropertyCache;
 	Props.Forget();
@@ -336,12 +354,13 @@ void FSimSceneRenderer::GatherScene(UWorld* World, bool bGameView, FSimRenderFra
 			const bool bVisible = ReadBool(Props, C, EProp::bVisible, true) && !(bGameView && ReadBool(Props, C, EProp::bHiddenInGame, false));
 			if (C->IsA(LightComponentClass))
 			{
-				if (ReadBool(Props, C, EProp::bVisible, true)) AddLight(Actor, C, ComponentToWorld(Props, ToWorld, C, C == Root), Out);
+				if (ReadBool(Props, C, EProp::bVisible, true)) AddLight(Actor, C, ComponentToWorld(Props, ToWorld, C, C == Root), Flags, Out);
 				continue;
 			}
 			if (!bVisible) continue;
 			if (C->IsA(StaticMeshComponentClass))
 			{
+				if (!Flags.bStaticMeshes) continue;
 				const UObject* Mesh = ReadObject(Props, C, EProp::StaticMesh);
 				if (!Mesh) continue;
 				const FStaticMeshLook& Look = LookOf(Mesh);
@@ -353,6 +372,7 @@ void FSimSceneRenderer::GatherScene(UWorld* World, bool bGameView, FSimRenderFra
 			}
 			else if (C->IsA(SkeletalMeshComponentClass))
 			{
+				if (!Flags.bSkeletalMeshes) continue;
 				// A Character's body is drawn as its capsule, in its mesh's colour; other skeletal meshes as their bounds.
 				const UObject* Mesh = ReadObject(Props, C, EProp::SkeletalMeshAsset);
 				if (bCharacter)
@@ -382,34 +402,44 @@ void FSimSceneRenderer::GatherScene(UWorld* World, bool bGameView, FSimRenderFra
 	}
 }
 
-void FSimSceneRenderer::DrawLevelViewport(const FEditorViewportClient& Client, FIntPoint Size, UWorld* World, FSimRenderFrame& Out)
+ESimViewMode FSimSceneRenderer::ModeFor(int32 ViewModeIndex, const FSimShowFlags& Flags)
+{
+	bool bExact = true;
+	const ESimViewMode Mode = ViewModeForIndex(ViewModeIndex, &bExact);
+	if (!bExact && WarnedViewModes.insert(ViewModeIndex).second)
+	{
+		TW_LOG(LogRenderer, Warning, "View mode %s (%d) is not drawn by this renderer; drawing it Lit", ViewModeDisplayName(ViewModeIndex),
+			ViewModeIndex);
+	}
+	// Lighting switched off shows surfaces as they are, as the engine's unlit view does.
+	if (!Flags.bLighting && (Mode == ESimViewMode::Lit || Mode == ESimViewMode::LightingOnly)) return ESimViewMode::Unlit;
+	return Mode;
+}
+
+void FSimSceneRenderer::DrawLevelViewport(
+	const FEditorViewportClient& Client, FIntPoint Size, const FSimShowFlags& Flags, UWorld* World, FSimRenderFrame& Out)
 {
 	Out.Reset();
 	Out.Size = Size;
 	Out.bHasView = true;
-	const int32 ModeIndex = Client.GetViewModeIndex();
-	bool bExact = true;
-	Out.ViewMode = ViewModeForIndex(ModeIndex, &bExact);
-	if (!bExact && WarnedViewModes.insert(ModeIndex).second)
-	{
-		TW_LOG(LogRenderer, Warning, "View mode %s (%d) is not drawn by this renderer; drawing it Lit", ViewModeDisplayName(ModeIndex), ModeIndex);
-	}
+	Out.ViewMode = ModeFor(Client.GetViewModeIndex(), Flags);
 	// Orthographic views show this many world units across, whatever their size (the engine's default zoom).
 	constexpr double OrthoWidth = 2048.0;
 	Out.Camera = Client.IsPerspective()
 		? FSimRenderCamera::Perspective(Client.GetViewLocation(), Client.GetViewRotation(), Client.GetViewFOV())
 		: FSimRenderCamera::Orthographic(Client.GetViewLocation(), Client.GetViewRotation(), OrthoWidth);
-	GatherScene(World, Client.IsInGameView(), Out);
+	GatherScene(World, Client.IsInGameView(), Flags, Out);
 }
 
-void FSimSceneRenderer::DrawGameViewport(UWorld* World, FIntPoint Size, FSimRenderFrame& Out)
+void FSimSceneRenderer::DrawGameViewport(UWorld* World, FIntPoint Size, int32 ViewModeIndex, const FSimShowFlags& Flags, FSimRenderFrame& Out)
 {
 	Out.Reset();
 	Out.Size = Size;
 	APlayerController* Player = World ? World->GetFirstPlayerController() : nullptr;
 	if (!Player) return;
 	Out.bHasView = true;
+	Out.ViewMode = ModeFor(ViewModeIndex, Flags);
 	Out.Camera = CameraForViewTarget(Player->GetViewTarget());
-	GatherScene(World, true, Out);
+	GatherScene(World, true, Flags, Out);
 }
 }

@@ -29,6 +29,22 @@ bool FindBasicShape(const std::string& MeshPath, const FSimMesh*& OutMesh, FVect
 
 class FPropertyIndexCache;
 
+/** The engine show flags the renderer honours, from a viewport's flags switched away from their defaults. */
+struct FSimShowFlags
+{
+	bool bStaticMeshes = true;
+	/** Skeletal meshes, and the characters drawn as capsules in their stead. */
+	bool bSkeletalMeshes = true;
+	/** Off: the view is drawn unlit. */
+	bool bLighting = true;
+	bool bDirectionalLights = true;
+	bool bPointLights = true;
+	bool bSpotLights = true;
+
+	/** Keys are the lower-case flag names "showflag.<Name>" stores. */
+	static FSimShowFlags FromOverrides(const std::map<std::string, bool>& Overrides);
+};
+
 class FSimSceneRenderer
 {
 public:
@@ -43,11 +59,14 @@ public:
 	FSimRenderCamera CameraForViewTarget(AActor* ViewTarget);
 
 	/** What a level viewport client shows of World: its camera, its view mode, editor or game visibility. */
-	void DrawLevelViewport(const FEditorViewportClient& Client, FIntPoint Size, UWorld* World, FSimRenderFrame& Out);
-	/** What the PIE game viewport shows: the first player controller's view target, lit; no controller, no view. */
-	void DrawGameViewport(UWorld* World, FIntPoint Size, FSimRenderFrame& Out);
+	void DrawLevelViewport(const FEditorViewportClient& Client, FIntPoint Size, const FSimShowFlags& Flags, UWorld* World, FSimRenderFrame& Out);
+	/**
+	 * What the PIE game viewport shows in ViewModeIndex: the first player controller's view target; no controller,
+	 * no view.
+	 */
+	void DrawGameViewport(UWorld* World, FIntPoint Size, int32 ViewModeIndex, const FSimShowFlags& Flags, FSimRenderFrame& Out);
 	/** The primitives and lights of a world; bGameView hides what the game hides (bHidden, bHiddenInGame). */
-	void GatherScene(UWorld* World, bool bGameView, FSimRenderFrame& Out);
+	void GatherScene(UWorld* World, bool bGameView, const FSimShowFlags& Flags, FSimRenderFrame& Out);
 
 private:
 	struct FStaticMeshLook
@@ -58,7 +77,8 @@ private:
 	};
 	const FStaticMeshLook& LookOf(const UObject* Mesh);
 	std::shared_ptr<const FSimMesh> Capsule(double Radius, double HalfHeight);
-	void AddLight(AActor* Actor, UObject* Component, const RenderMath::FAffine& ToWorld, FSimRenderFrame& Out) const;
+	void AddLight(AActor* Actor, UObject* Component, const RenderMath::FAffine& ToWorld, const FSimShowFlags& Flags, FSimRenderFrame& Out) const;
+	ESimViewMode ModeFor(int32 ViewModeIndex, const FSimShowFlags& Flags);
 
 	UClass* CharacterClass = nullptr;
 	UClass* StaticMeshComponentClass = nullptr;
