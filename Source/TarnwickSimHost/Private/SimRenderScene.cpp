@@ -42,14 +42,12 @@ enum class EProp : uint8
 	ProjectionMode,
 	OrthoWidth,
 	BaseEyeHeight,
-	ControlRotation,
 	Count
 };
 
 constexpr const char* PropNames[] = {"bHidden", "bVisible", "bHiddenInGame", "RelativeLocation", "RelativeRotation", "RelativeScale3D",
 	"StaticMesh", "SkeletalMeshAsset", "CapsuleRadius", "CapsuleHalfHeight", "bEnabled", "bAffectsWorld", "Intensity", "LightColor",
-	"AttenuationRadius", "OuterConeAngle", "InnerConeAngle", "FieldOfView", "ProjectionMode", "OrthoWidth", "BaseEyeHeight",
-	"ControlRotation"};
+	"AttenuationRadius", "OuterConeAngle", "InnerConeAngle", "FieldOfView", "ProjectionMode", "OrthoWidth", "BaseEyeHeight"};
 static_assert(std::size(PropNames) == static_cast<size_t>(EProp::Count));
 
 }
@@ -246,11 +244,11 @@ FSimRenderCamera FSimSceneRenderer::CameraForViewTarget(AActor* ViewTarget)
 	if (const auto* Pawn = Cast<APawn>(ViewTarget))
 	{
 		Eyes.Z += ReadNumber(Props, Pawn, EProp::BaseEyeHeight, 64.0);
-		if (const AController* Controller = Pawn->GetController()) Rotation = ReadRotator(Props, Controller, EProp::ControlRotation);
+		if (const AController* Controller = Pawn->GetController()) Rotation = Controller->GetControlRotation();
 	}
-	else if (Cast<AController>(ViewTarget))
+	else if (const auto* Controller = Cast<AController>(ViewTarget))
 	{
-		Rotation = ReadRotator(Props, ViewTarget, EProp::ControlRotation);
+		Rotation = Controller->GetControlRotation();
 	}
 	return FSimRenderCamera::Perspective(Eyes, Rotation, 90.0);
 }
