@@ -5,6 +5,7 @@
 
 #include "PythonScriptPlugin.h"
 #include "Python/SimPythonCapture.h"
+#include "Python/SimPythonInterpreter.h"
 #include "SimPythonNames.h"
 
 using namespace Tarnwick::Sim;
@@ -241,4 +242,25 @@ TEST(SimPython, HandlesOutliveTheirObjectsAndConsoleCommandsReachTheGame)
 	EXPECT_EQ(RunPython("import unreal; unreal.get_world_type()", EPythonCommandExecutionMode::ExecuteStatement).Result, "'Editor'\n");
 	EXPECT_EQ(RunPython("import unreal; print(unreal.execute_console_command('nope'))").Result, "Command not recognized: nope\n");
 	EXPECT_FALSE(RunPython("import unreal; unreal.Object()").bOk) << "handles come only from the module";
+}
+
+TEST(SimPython, AnEditorCanStartItsInterpreterAtLaunch)
+{
+	// The interpreter belongs to the process: only a process that has not run Python yet can see it start.
+	const bool bStartedBefore = Python::IsStarted();
+	{
+		auto Host = MakeArenaHost();
+		REQUIRE_PYTHON();
+		EXPECT_EQ(Python::IsStarted(), bStartedBefore) << "an editor starts Python on the first command by default";
+	}
+	FLogRecorder Log;
+	FSimHostOptions Options;
+	Options.bStartPythonAtLaunch = true;
+	auto Host = MakeArenaHost(Options);
+	EXPECT_TRUE(Python::IsStarted());
+	if (!bStartedBefore)
+	{
+		EXPECT_LT(Log.IndexOf("LogPython", "Using Python"), Log.IndexOf("LogInit", "Engine is initialized"));
+	}
+	EXPECT_TRUE(RunPython("pass").bOk);
 }

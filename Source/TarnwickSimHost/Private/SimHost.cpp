@@ -189,6 +189,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 			Host->Editor->NewMap();
 		}
 	}
+	if (Options.bStartPythonAtLaunch && Host->PythonPlugin) Host->PythonPlugin->StartInterpreter();
 	TW_LOG(LogInit, Display, "Engine is initialized. Leaving FEngineLoop::Init()");
 	Host->RenderThread->Flush();
 	return Host;

@@ -23,4 +23,6 @@ bool FSimPythonPlugin::ExecPythonCommand(const std::string& Command)
 }
 
 bool FSimPythonPlugin::ExecPythonCommandEx(FPythonCommandEx& InOutCommand) { return Python::Run(InOutCommand); }
+
+bool FSimPythonPlugin::StartInterpreter() { return Python::IsAvailable() && Python::Start(); }
 }

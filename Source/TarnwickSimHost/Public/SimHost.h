@@ -58,6 +58,9 @@ struct FSimHostOptions
 	/** An editor without a visible window (a build machine's): viewports keep their sizes but are never drawn,
 	 *  so they read back black. */
 	bool bHiddenEditor = false;
+	/** Start the Python interpreter while the editor starts, as the engine does, instead of on the first command
+	 *  (which then pays the start). Only with the Python plug-in loaded and Python in the build. */
+	bool bStartPythonAtLaunch = false;
 };
 
 /** The virtual clock: monotonic seconds advance only when the frame loop says so. Any thread may read it. */
