@@ -268,6 +268,8 @@ FSimSceneRenderer::FSimSceneRenderer(FSimObjectRegistry& Registry) : PropertyCac
 
 std::shared_ptr<const FSimMesh> FSimSceneRenderer::Capsule(double Radius, double HalfHeight)
 {
+	// Capsules that change size every frame must not pile up; frames being drawn keep their own meshes alive.
+	if (Capsules.size() >= 64 && !Capsules.count({Radius, HalfHeight})) Capsules.clear();
 	std::shared_ptr<const FSimMesh>& Mesh = Capsules[{Radius, HalfHeight}];
 	if (!Mesh) Mesh = SimShapes::MakeCapsule(Radius, HalfHeight);
 	return Mesh;
