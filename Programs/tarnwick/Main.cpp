@@ -1,4 +1,5 @@
-// tarnwick: the executable. `serve` runs the MCP server on the editor's frame loop; `call` runs one tool.
+// tarnwick: the executable. `serve` runs the MCP server on the editor's frame loop; `call` runs one tool; `smoke`
+// runs one PIE smoke session to its end.
 #include "TarnwickProgram.h"
 
 #include <CLI/CLI.hpp>
@@ -16,7 +17,13 @@ int main(int Argc, char** Argv)
 	ServeCmd->add_option("--project", Serve.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
 	auto* StdioFlag = ServeCmd->add_flag("--stdio", Serve.bStdio, "Serve newline-delimited JSON-RPC on stdin/stdout (default)");
 	ServeCmd->add_option("--http", Serve.HttpAddress, "Serve Streamable HTTP on HOST:PORT, endpoint /mcp")->excludes(StdioFlag);
-	ServeCmd->add_option("--token", Serve.Token, "Require 'Authorization: Bearer <token>' on HTTP requests");
+	ServeCmd->add_option("--token", Serve.Token,
+		"Require 'Authorization: Bearer <token>' on HTTP requests (or set TARNWICK_TOKEN, which ps does not show)")
+		->envname("TARNWICK_TOKEN");
+	ServeCmd->add_flag("--allow-remote", Serve.bAllowRemote,
+		"Allow --http on an address other than loopback (needs a token: whoever reaches the port drives the editor)");
+	ServeCmd->add_flag("--print-client-config", Serve.bPrintClientConfig,
+		"Once the HTTP port is bound, print the .mcp.json entry for it to stderr");
 	ServeCmd->add_option("--toolset", Serve.Toolset,
 		"List only these namespaces or families (comma-separated, e.g. editor.logs,editor.pie); calls are unaffected")
 		->delimiter(',');
@@ -32,10 +39,15 @@ int main(int Argc, char** Argv)
 	ServeCmd->add_flag("--hidden-editor", Serve.Common.bHiddenEditor, "Run the editor without a window: viewports are not drawn and read back black");
 
 	Tarnwick::Program::FCallOptions Call;
-	CLI::App* CallCmd = App.add_subcommand("call", "Run one tool and print its result JSON (exit 1 on an error result)");
+	CLI::App* CallCmd = App.add_subcommand("call",
+		"Run one tool and print its result JSON (exit 1 on an error result). Starts an editor of its own on --project, "
+		"or calls a running server with --url");
 	CallCmd->add_option("--project", Call.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
 	CallCmd->add_option("tool", Call.Tool, "Tool name, e.g. brindle_list_async_jobs or brindle.list_async_jobs")->required();
 	CallCmd->add_option("json", Call.ArgumentsJson, "Arguments as one JSON object")->capture_default_str();
+	CallCmd->add_option("--url", Call.Url,
+		"Call a running server at this MCP endpoint (e.g. http://127.0.0.1:8765/mcp) instead of starting an editor");
+	CallCmd->add_option("--token", Call.Token, "Bearer token for --url (or set TARNWICK_TOKEN)")->envname("TARNWICK_TOKEN");
 	CallCmd->add_option("--clock", Call.Common.Clock, "realtime, or virtual: frames on a simulated clock")
 		->check(CLI::IsMember({"realtime", "virtual"}))
 		->capture_default_str();
@@ -43,6 +55,16 @@ int main(int Argc, char** Argv)
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();
 	CallCmd->add_flag("--hidden-editor", Call.Common.bHiddenEditor, "Run the editor without a window: viewports are not drawn and read back black");
+
+	Tarnwick::Program::FSmokeOptions Smoke;
+	CLI::App* SmokeCmd = App.add_subcommand("smoke",
+		"Run one PIE smoke session to its end on the virtual clock; exit 0 when ok, 1 when not, 2 on a refusal or a bad spec");
+	SmokeCmd->add_option("--project", Smoke.Common.ProjectDir, "Project folder (holds the .uproject)")->capture_default_str();
+	SmokeCmd->add_option("spec", Smoke.SpecFile, "JSON file holding run_pie_smoke's parameters")->required();
+	SmokeCmd->add_option("--report", Smoke.ReportFile, "Write the session's report (JSON) to this file");
+	SmokeCmd->add_option("--log-level", Smoke.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
+		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
+		->capture_default_str();
 
 	try
 	{
@@ -56,6 +78,10 @@ int main(int Argc, char** Argv)
 	if (ServeCmd->parsed())
 	{
 		return Tarnwick::Program::RunServe(Serve);
+	}
+	if (SmokeCmd->parsed())
+	{
+		return Tarnwick::Program::RunSmoke(Smoke);
 	}
 	return Tarnwick::Program::RunCall(Call);
 }

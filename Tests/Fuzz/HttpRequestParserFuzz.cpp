@@ -1,5 +1,5 @@
-// libFuzzer target: arbitrary bytes, fed in arbitrary splits, must never crash the HTTP request parser, and
-// every request it hands out must respect the limits it was given.
+// libFuzzer target: arbitrary bytes, fed in arbitrary splits, must never crash the HTTP request parser, every
+// request it hands out must respect the limits it was given, and what it holds must stay bounded by them.
 #include "Mcp/TarnwickHttpRequestParser.h"
 
 #include <cstddef>
@@ -31,6 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size)
 			(void)Request.Path();
 			(void)Request.HeaderValue("Content-Length");
 		}
+		// What the parser holds stays within a small multiple of its limits (and of the 16 KiB of consumed input it
+		// may keep before compacting), however the bytes come.
+		if (Parser.NumHeldBytes() > 2 * (16 * 1024 + Limits.MaxHeaderBytes + Limits.MaxBodyBytes + Step)) std::abort();
 		if (Result == EHttpParse::Error)
 		{
 			const int Status = Parser.GetErrorStatus();

@@ -4,7 +4,9 @@
 #include "GameThread.h"
 #include "TarnwickToolRegistry.h"
 #include "Mcp/TarnwickMcpServer.h"
+#include "Logging.h"
 #include "Mcp/TarnwickMcpTransports.h"
+#include "PlatformTime.h"
 
 #include <httplib.h>
 
@@ -12,6 +14,7 @@
 
 #include <arpa/inet.h>
 #include <atomic>
+#include <csignal>
 #include <future>
 #include <regex>
 #include <netinet/in.h>
@@ -258,6 +261,8 @@ protected:
 
 	void StartTransport(FHttpOptions Options = {})
 	{
+		// A client writing to a connection we closed must get EPIPE, as the server does, not die of SIGPIPE.
+		std::signal(SIGPIPE, SIG_IGN);
 		Pump = std::make_unique<FGameThreadPump>();
 		Options.Port = 0;
 		Transport = std::make_unique<FHttpTransport>(Server, Options);
@@ -415,9 +420,11 @@ TEST_F(FHttpTransportTest, MethodsPathsAndBodies)
 	const std::string Session = OpenSession();
 	const httplib::Headers InSession = {{"Mcp-Session-Id", Session}};
 
-	httplib::Result Get = Client->Get("/mcp", {{"Mcp-Session-Id", Session}, {"Accept", "text/event-stream"}});
-	ASSERT_EQ(StatusOf(Get), 405);
-	EXPECT_EQ(Get->get_header_value("Allow"), "POST, DELETE");
+	EXPECT_EQ(StatusOf(Client->Get("/mcp", {{"Accept", "text/event-stream"}})), 400) << "a stream belongs to a session";
+	EXPECT_EQ(StatusOf(Client->Get("/mcp", {{"Mcp-Session-Id", Session}, {"Accept", "application/json"}})), 406);
+	httplib::Result Put = Client->Put("/mcp", InitializeBody(), "application/json");
+	ASSERT_EQ(StatusOf(Put), 405);
+	EXPECT_EQ(Put->get_header_value("Allow"), "GET, POST, DELETE");
 	EXPECT_EQ(StatusOf(Client->Post("/other", InitializeBody(), "application/json")), 404);
 
 	httplib::Result Malformed = Post("{\"jsonrpc\":", InSession);
@@ -433,7 +440,7 @@ TEST_F(FHttpTransportTest, MethodsPathsAndBodies)
 	EXPECT_EQ(StatusOf(TooBig), 413);
 	EXPECT_EQ(BodyOf(TooBig)["error"]["code"], ErrorCodes::InvalidRequest);
 
-	// The connection is still usable after each refusal.
+	// The server is still usable after each refusal (a refused body ends its connection; the client opens another).
 	EXPECT_EQ(StatusOf(Post(Rpc(3, "ping"), InSession)), 200);
 }
 
@@ -585,4 +592,246 @@ TEST_F(FHttpTransportTest, TakenPortIsReportedAndStopAnswersRequestsInProgress)
 	Again.Stop();
 	// Stopping twice, from another thread than the one that served, is harmless.
 	Transport->Stop();
+}
+
+namespace
+{
+/** A host clock the test moves by hand; the transport's deadlines read it. */
+class FManualClock final : public Tarnwick::Host::IPlatformClock
+{
+public:
+	std::atomic<double> Now = 1000.0;
+	double Seconds() const override { return Now.load(); }
+	double UtcNow() const override { return 1.7e9 + Now.load(); }
+};
+
+/** initialize over a raw connection; the session id. */
+std::string RawInitialize(FRawClient& Raw)
+{
+	Raw.Send(RawPost(InitializeBody()));
+	const std::string Answer = Raw.ReadUntil("}}");
+	const size_t At = Answer.find("Mcp-Session-Id: ");
+	return At == std::string::npos ? std::string() : Answer.substr(At + 16, 32);
+}
+
+std::string RawGetStream(const std::string& Session, const std::string& Extra = "")
+{
+	return "GET /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nAccept: text/event-stream\r\nMcp-Session-Id: " + Session + "\r\n" + Extra + "\r\n";
+}
+
+FLogCategory LogStreamTest("LogStreamTest");
+}
+
+TEST_F(FHttpTransportTest, TheGetStreamCarriesLogLinesAndListChanges)
+{
+	StartTransport();
+	const std::string Session = OpenSession();
+	EXPECT_EQ(StatusOf(Post(Rpc(2, "logging/setLevel", FJson{{"level", "warning"}}), {{"Mcp-Session-Id", Session}})), 200);
+
+	FRawClient Stream(Transport->GetPort());
+	Stream.Send(RawGetStream(Session));
+	const std::string Head = Stream.ReadUntil("retry: 1000");
+	EXPECT_EQ(Head.rfind("HTTP/1.1 200 OK\r\n", 0), 0u) << Head;
+	EXPECT_NE(Head.find("Content-Type: text/event-stream\r\n"), std::string::npos);
+	EXPECT_NE(Head.find("Transfer-Encoding: chunked\r\n"), std::string::npos);
+
+	TW_LOG(LogStreamTest, Warning, "the stream carries this");
+	const std::string Event = Stream.ReadUntil("the stream carries this\"}}");
+	EXPECT_NE(Event.find("id: 1\ndata: {\"jsonrpc\":\"2.0\",\"method\":\"notifications/message\",\"params\":{\"level\":\"warning\","
+						 "\"logger\":\"LogStreamTest\",\"data\":\"the stream carries this\"}}\n\n"),
+		std::string::npos)
+		<< Event;
+
+	// The registry belongs to the game thread (the pump).
+	FGameThreadTaskQueue::Get().Post([] { FTarnwickToolRegistry::Get().RegisterAction("streamtest", "added", "Added later.", nullptr, nullptr, ""); });
+	EXPECT_NE(Stream.ReadUntil("tools/list_changed").find("id: 2\ndata: {\"jsonrpc\":\"2.0\",\"method\":\"notifications/tools/list_changed\"}"),
+		std::string::npos);
+	FGameThreadTaskQueue::Get().Post([] { FTarnwickToolRegistry::Get().UnregisterNamespace("streamtest"); });
+
+	// Ending the session ends its stream cleanly.
+	EXPECT_EQ(StatusOf(Client->Delete("/mcp", {{"Mcp-Session-Id", Session}})), 204);
+	EXPECT_NE(Stream.ReadToEnd().find("0\r\n\r\n"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, AReconnectedStreamReplaysWhatItMissedAndReplacesTheOldOne)
+{
+	StartTransport();
+	const std::string Session = OpenSession();
+	Post(Rpc(2, "logging/setLevel", FJson{{"level", "error"}}), {{"Mcp-Session-Id", Session}});
+	FRawClient First(Transport->GetPort());
+	First.Send(RawGetStream(Session));
+	First.ReadUntil("retry: 1000");
+	TW_LOG(LogStreamTest, Error, "one");
+	First.ReadUntil("\"one\"}}");
+	TW_LOG(LogStreamTest, Error, "two");
+	TW_LOG(LogStreamTest, Error, "three");
+	First.ReadUntil("\"three\"}}");
+
+	// The client saw only event 1 (say); it reconnects from there and gets 2 and 3 again; the first stream ends.
+	FRawClient Second(Transport->GetPort());
+	Second.Send(RawGetStream(Session, "Last-Event-ID: 1\r\n"));
+	const std::string Replayed = Second.ReadUntil("\"three\"}}");
+	EXPECT_EQ(Replayed.find("\"one\""), std::string::npos) << Replayed;
+	EXPECT_NE(Replayed.find("id: 2\ndata: "), std::string::npos) << Replayed;
+	EXPECT_NE(Replayed.find("id: 3\ndata: "), std::string::npos) << Replayed;
+	EXPECT_NE(First.ReadToEnd().find("0\r\n\r\n"), std::string::npos) << "one stream per session";
+
+	TW_LOG(LogStreamTest, Error, "four");
+	EXPECT_NE(Second.ReadUntil("\"four\"}}").find("id: 4\n"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, DuplicateOrMissingHostAndDuplicateOriginAreRefused)
+{
+	StartTransport();
+	const std::string Session = OpenSession();
+	const std::string InSession = "Mcp-Session-Id: " + Session + "\r\n";
+	struct FCase
+	{
+		std::string Bytes;
+		const char* StatusLine;
+		const char* Message;
+	};
+	const std::string Body = Rpc(1, "ping");
+	const std::string Length = "Content-Length: " + std::to_string(Body.size()) + "\r\n\r\n" + Body;
+	const FCase Cases[] = {
+		{"POST /mcp HTTP/1.1\r\n" + InSession + Length, "HTTP/1.1 400 Bad Request\r\n", "the Host header is required"},
+		{"POST /mcp HTTP/1.0\r\n" + InSession + Length, "HTTP/1.1 400 Bad Request\r\n", "the Host header is required"},
+		{"POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nHost: evil.example\r\n" + InSession + Length, "HTTP/1.1 400 Bad Request\r\n",
+			"more than one Host header"},
+		{"POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nOrigin: http://localhost\r\nOrigin: http://evil.example\r\n" + InSession + Length,
+			"HTTP/1.1 403 Forbidden\r\n", "more than one Origin header"},
+		{"GET /mcp HTTP/1.1\r\nAccept: text/event-stream\r\n" + InSession + "\r\n", "HTTP/1.1 400 Bad Request\r\n",
+			"the Host header is required"},
+	};
+	for (const FCase& Case : Cases)
+	{
+		FRawClient Raw(Transport->GetPort());
+		Raw.Send(Case.Bytes);
+		const std::string Answer = Raw.ReadUntil("}}");
+		EXPECT_EQ(Answer.rfind(Case.StatusLine, 0), 0u) << Answer;
+		EXPECT_NE(Answer.find(Case.Message), std::string::npos) << Answer;
+	}
+}
+
+TEST_F(FHttpTransportTest, ARefusedBodyIsNotReadTheConnectionCloses)
+{
+	FHttpOptions Options;
+	Options.MaxBodyBytes = 1024;
+	StartTransport(Options);
+	FRawClient Raw(Transport->GetPort());
+	// Far more is announced than allowed; the client sends a first part and would go on.
+	Raw.Send("POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 100000000\r\n\r\n" + std::string(64 * 1024, 'x'));
+	const std::string Answer = Raw.ReadToEnd();
+	EXPECT_EQ(Answer.rfind("HTTP/1.1 413 Content Too Large\r\n", 0), 0u) << Answer.substr(0, 200);
+	EXPECT_NE(Answer.find("Connection: close\r\n"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, UnfinishedRequestsTogetherHoldABoundedAmountTheLargestGoesFirst)
+{
+	FHttpOptions Options;
+	Options.MaxBufferedBytes = 1024 * 1024;
+	StartTransport(Options);
+	const std::string Session = OpenSession();
+	const std::string Body = Rpc(9, "ping", FJson{{"pad", std::string(900 * 1024, 'p')}});
+	const std::string Head = "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nMcp-Session-Id: " + Session +
+		"\r\nContent-Length: " + std::to_string(Body.size()) + "\r\n\r\n";
+	FRawClient Small(Transport->GetPort());
+	Small.Send(Head + Body.substr(0, 100 * 1024));
+	FRawClient Large(Transport->GetPort());
+	Large.Send(Head + Body.substr(0, 800 * 1024));
+	// More than a MiB held between them: the larger request is dropped with 503, the smaller one completes.
+	const std::string Dropped = Large.ReadToEnd();
+	EXPECT_EQ(Dropped.rfind("HTTP/1.1 503 Service Unavailable\r\n", 0), 0u) << Dropped.substr(0, 200);
+	Small.Send(Body.substr(100 * 1024));
+	EXPECT_NE(Small.ReadUntil("}").find("HTTP/1.1 200 OK"), std::string::npos);
+}
+
+TEST_F(FHttpTransportTest, RequestsThatArriveTooSlowlyAreAnswered408OnTheHostClock)
+{
+	FManualClock Clock;
+	Tarnwick::Host::SetClock(&Clock);
+	StartTransport();
+	const std::string Session = OpenSession();
+	FRawClient SlowHead(Transport->GetPort());
+	SlowHead.Send("POST /mcp HTTP/1.1\r\nHost: 127.");
+	FRawClient SlowBody(Transport->GetPort());
+	SlowBody.Send(RawPost(Rpc(1, "ping"), "Mcp-Session-Id: " + Session + "\r\n").substr(0, 150));
+	// Accepting a connection sweeps the others; nothing is late yet.
+	{
+		FRawClient Probe(Transport->GetPort());
+		Probe.Send(RawPost(Rpc(2, "ping"), "Mcp-Session-Id: " + Session + "\r\n"));
+		EXPECT_NE(Probe.ReadUntil("}").find("200 OK"), std::string::npos);
+	}
+	Clock.Now = Clock.Now + 10.5;
+	FRawClient(Transport->GetPort()).Send("");
+	EXPECT_NE(SlowHead.ReadToEnd().find("408 Request Timeout\r\n"), std::string::npos);
+	Clock.Now = Clock.Now + 30.0;
+	FRawClient(Transport->GetPort()).Send("");
+	const std::string Late = SlowBody.ReadToEnd();
+	EXPECT_NE(Late.find("408 Request Timeout\r\n"), std::string::npos) << Late;
+	EXPECT_NE(Late.find("body did not arrive in time"), std::string::npos) << Late;
+	Transport->Stop();
+	Tarnwick::Host::SetClock(nullptr);
+}
+
+TEST_F(FHttpTransportTest, ANewConnectionPastTheLimitClosesOneThatNeverFinishedARequest)
+{
+	FManualClock Clock;
+	Tarnwick::Host::SetClock(&Clock);
+	FHttpOptions Options;
+	Options.MaxConnections = 3;
+	StartTransport(Options);
+	FRawClient Working(Transport->GetPort());
+	const std::string Session = RawInitialize(Working);
+	ASSERT_EQ(Session.size(), 32u);
+	const std::string InSession = "Mcp-Session-Id: " + Session + "\r\n";
+	int Id = 10;
+	// A round trip on Working after each connect: by its answer the server has taken in the new connection.
+	const auto Ping = [&](FRawClient& Raw) {
+		const std::string Marker = "\"id\":" + std::to_string(++Id);
+		Raw.Send(RawPost(Rpc(Id, "ping"), InSession));
+		return Raw.ReadUntil(Marker).find("200 OK") != std::string::npos;
+	};
+	Clock.Now = Clock.Now + 1.0;
+	FRawClient TrickleA(Transport->GetPort());
+	TrickleA.Send("POST /mcp HTTP/1.1\r\n");
+	ASSERT_TRUE(Ping(Working));
+	Clock.Now = Clock.Now + 1.0;
+	FRawClient TrickleB(Transport->GetPort());
+	TrickleB.Send("POST /mcp HTTP/1.1\r\n");
+	ASSERT_TRUE(Ping(Working));
+	Clock.Now = Clock.Now + 1.0;
+
+	// A fourth connection is not refused: the oldest of those that never finished a request makes room.
+	FRawClient Fresh(Transport->GetPort());
+	EXPECT_TRUE(Ping(Fresh));
+	EXPECT_EQ(TrickleA.ReadToEnd(), "");
+	FRawClient Another(Transport->GetPort());
+	EXPECT_TRUE(Ping(Another));
+	EXPECT_EQ(TrickleB.ReadToEnd(), "");
+	// The connections that did their work survive both.
+	EXPECT_TRUE(Ping(Working));
+	EXPECT_TRUE(Ping(Fresh));
+	Transport->Stop();
+	Tarnwick::Host::SetClock(nullptr);
+}
+
+TEST_F(FHttpTransportTest, PipelinedRequestsBeyondATurnAreServedOnLaterTurnsInOrder)
+{
+	FHttpOptions Options;
+	Options.MaxRequestsPerTurn = 1;
+	StartTransport(Options);
+	const std::string Session = OpenSession();
+	std::string Burst;
+	for (int Id = 1; Id <= 20; ++Id) Burst += RawPost(Rpc(Id, "ping"), "Mcp-Session-Id: " + Session + "\r\n");
+	FRawClient Raw(Transport->GetPort());
+	Raw.Send(Burst);
+	const std::string Answers = Raw.ReadUntil("\"id\":20");
+	size_t At = 0;
+	for (int Id = 1; Id <= 20; ++Id)
+	{
+		const size_t Next = Answers.find("\"id\":" + std::to_string(Id) + ",", At);
+		ASSERT_NE(Next, std::string::npos) << Id;
+		At = Next;
+	}
 }

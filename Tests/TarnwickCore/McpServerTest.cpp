@@ -1,7 +1,10 @@
 #include "TarnwickTestHelpers.h"
 
 #include "GameThread.h"
+#include "Logging.h"
 #include "Mcp/TarnwickMcpServer.h"
+#include "Mcp/TarnwickToolSchema.h"
+#include "PlatformTime.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickDiagnostics.h"
 #include "TarnwickDispatcher.h"
@@ -154,6 +157,10 @@ TEST_F(McpServerTest, DottedNameAndErrorResults)
 	R = Send(Server, Request(2, "tools/call", FJson{{"name", "editor_nope"}}));
 	EXPECT_EQ(R["error"]["code"], -32602);
 	EXPECT_EQ(R["error"]["message"], "Unknown tool: editor_nope");
+	R = Send(Server, Request(20, "tools/call", FJson{{"name", "editor_get_recent_log"}}));
+	EXPECT_EQ(R["error"]["message"], "Unknown tool: editor_get_recent_log (did you mean 'editor_get_recent_logs'?)");
+	R = Send(Server, Request(21, "tools/call", FJson{{"name", "editor.paus_pie"}}));
+	EXPECT_EQ(R["error"]["message"], "Unknown tool: editor.paus_pie (did you mean 'editor_pause_pie'?)");
 	EXPECT_EQ(Send(Server, Request(3, "tools/call", FJson::object()))["error"]["code"], -32602);
 	EXPECT_EQ(Send(Server, Request(4, "tools/call", FJson{{"name", "editor_pause_pie"}, {"arguments", 3}}))["error"]["code"], -32602);
 
@@ -282,4 +289,220 @@ TEST_F(McpServerTest, CancelledRequestDoesNotRun)
 	ASSERT_TRUE(Reply);
 	EXPECT_EQ((*Reply)["error"]["code"], -32800);
 	EXPECT_TRUE(FTarnwickToolCallLog::Get().GetRecent(5).empty());
+}
+
+namespace
+{
+/** A host clock the test moves by hand. */
+class FManualClock final : public Tarnwick::Host::IPlatformClock
+{
+public:
+	double Now = 100.0;
+	double Seconds() const override { return Now; }
+	double UtcNow() const override { return 1.7e9 + Now; }
+};
+
+FJson CallArgs(const char* Name, FJson Arguments)
+{
+	return FJson{{"name", Name}, {"arguments", std::move(Arguments)}};
+}
+}
+
+TEST_F(McpServerTest, ArgumentsAreCheckedBeforeTheHandlerRuns)
+{
+	FServer Server({});
+	FJson R = Send(Server, Request(1, "tools/call", CallArgs("editor_get_recent_logs", {{"cuont", 3}})));
+	EXPECT_EQ(R["result"]["isError"], true);
+	EXPECT_EQ(R["result"]["structuredContent"]["error"]["code"], -32602);
+	EXPECT_EQ(R["result"]["content"][0]["text"],
+		"Unknown parameter 'cuont' (did you mean 'count'?) for editor_get_recent_logs; it takes 'count'.");
+	EXPECT_TRUE(LastParams.is_null()) << "the handler never ran";
+
+	R = Send(Server, Request(2, "tools/call", CallArgs("editor_get_recent_logs", {{"count", "five"}})));
+	EXPECT_EQ(R["result"]["content"][0]["text"],
+		"Wrong type for editor_get_recent_logs: 'count' must be an integer, got the string \"five\".");
+	EXPECT_TRUE(LastParams.is_null());
+
+	// Text holding an exact number is that number; null is absent.
+	R = Send(Server, Request(3, "tools/call", CallArgs("editor.get_recent_logs", {{"count", "5"}})));
+	EXPECT_FALSE(R["result"].contains("isError"));
+	EXPECT_EQ(LastParams["count"], 5);
+	Send(Server, Request(4, "tools/call", CallArgs("editor_get_recent_logs", {{"count", nullptr}})));
+	EXPECT_FALSE(LastParams.contains("count"));
+
+	R = Send(Server, Request(5, "tools/call", CallArgs("editor_pause_pie", {{"world", "x"}})));
+	EXPECT_EQ(R["result"]["content"][0]["text"], "Unknown parameter 'world' for editor_pause_pie; it takes no parameters.");
+
+	// Inside the editor, the handler's own tolerant reading stays.
+	const FTarnwickActionResult Direct =
+		FTarnwickToolRegistry::Get().ExecuteAction("editor", "get_recent_logs", MakeJsonObject(FJson{{"cuont", "x"}}));
+	EXPECT_TRUE(Direct.bSuccess);
+	EXPECT_EQ(LastParams["cuont"], "x");
+}
+
+TEST_F(McpServerTest, GroupedCallsSayWhereParametersGoAndSuggestActions)
+{
+	FServerOptions Options;
+	Options.ToolMode = EToolMode::Grouped;
+	FServer Server(Options);
+	const auto Text = [&](FJson Arguments) {
+		const FJson R = Send(Server, Request(1, "tools/call", CallArgs("editor", std::move(Arguments))));
+		EXPECT_EQ(R["result"]["structuredContent"]["error"]["code"], -32602) << R.dump();
+		return R["result"]["content"][0]["text"].get<std::string>();
+	};
+	EXPECT_EQ(Text({{"action", "get_recent_logs"}, {"count", 2}}),
+		"The parameters of editor.get_recent_logs go under \"params\", as in {\"action\": \"get_recent_logs\", "
+		"\"params\": {\"count\": 2}}; 'count' was given at the top level");
+	EXPECT_EQ(Text({{"action", "get_recent_log"}}),
+		"Unknown action 'get_recent_log' in namespace 'editor' (did you mean 'get_recent_logs'?); see the tool's action list");
+	EXPECT_EQ(Text(FJson::object()),
+		"Missing \"action\" for editor: call it as {\"action\": name, \"params\": {...}} with one of its actions "
+		"(get_recent_logs, pause_pie)");
+	EXPECT_EQ(Text({{"action", "get_recent_logs"}, {"params", "count=2"}}),
+		"'params' of editor must be an object holding editor.get_recent_logs's parameters, got the string \"count=2\"");
+	EXPECT_EQ(Text({{"action", "pause_pie"}, {"parms", FJson::object()}}),
+		"Unknown argument 'parms' (did you mean 'params'?) for editor; it takes 'action' and 'params'");
+	EXPECT_EQ(Text({{"action", "get_recent_logs"}, {"params", {{"count", true}}}}),
+		"Wrong type for editor.get_recent_logs: 'count' must be an integer, got true.");
+	EXPECT_TRUE(LastParams.is_null());
+	const FJson R = Send(Server, Request(2, "tools/call", CallArgs("editor", {{"action", "get_recent_logs"}, {"params", {{"count", "4"}}}})));
+	EXPECT_FALSE(R["result"].contains("isError"));
+	EXPECT_EQ(LastParams["count"], 4);
+}
+
+TEST_F(McpServerTest, ListedToolsCarryTitlesCompleteHintsAndClosedSchemas)
+{
+	FTarnwickToolRegistry::Get().SetAnnotations("editor", "get_recent_logs", FTarnwickToolAnnotations::ReadOnly());
+	for (EToolMode Mode : {EToolMode::Flat, EToolMode::Grouped})
+	{
+		FServerOptions Options;
+		Options.ToolMode = Mode;
+		FServer Server(Options);
+		const FJson Tools = Send(Server, Request(1, "tools/list"))["result"]["tools"];
+		for (const FJson& Tool : Tools)
+		{
+			EXPECT_FALSE(Tool.value("title", std::string()).empty()) << Tool["name"];
+			EXPECT_EQ(Tool["inputSchema"]["additionalProperties"], false) << Tool["name"];
+			for (const char* Hint : {"readOnlyHint", "destructiveHint", "idempotentHint", "openWorldHint"})
+			{
+				EXPECT_TRUE(Tool["annotations"][Hint].is_boolean()) << Tool["name"] << " " << Hint;
+			}
+		}
+	}
+	FServer Flat({});
+	const FJson Tools = Send(Flat, Request(1, "tools/list"))["result"]["tools"];
+	const auto Find = [&](const char* Name) {
+		for (const FJson& Tool : Tools)
+		{
+			if (Tool["name"] == Name) return Tool;
+		}
+		return FJson();
+	};
+	EXPECT_EQ(Find("editor_get_recent_logs")["title"], "Get Recent Logs");
+	EXPECT_EQ(Find("editor_get_recent_logs")["annotations"].dump(),
+		R"({"title":"Get Recent Logs","readOnlyHint":true,"destructiveHint":false,"idempotentHint":true,"openWorldHint":false})");
+	// An action that said nothing is listed as a client would assume: it may write and destroy.
+	EXPECT_EQ(Find("editor_pause_pie")["title"], "Pause PIE");
+	EXPECT_EQ(Find("editor_pause_pie")["annotations"].dump(),
+		R"({"title":"Pause PIE","readOnlyHint":false,"destructiveHint":true,"idempotentHint":false,"openWorldHint":false})");
+	EXPECT_EQ(Tarnwick::Mcp::MakeToolTitle("editor_utility", "spawn_tab_with_id"), "Editor Utility: Spawn Tab With ID");
+	EXPECT_EQ(Tarnwick::Mcp::MakeToolTitle("editor", "set_fov"), "Set FOV");
+	EXPECT_EQ(Tarnwick::Mcp::MakeToolTitle("editor_utility", ""), "Editor Utility actions");
+}
+
+TEST_F(McpServerTest, TemplatesListAndDisabledNamespacesInTheInstructions)
+{
+	FServerOptions Options;
+	Options.Instructions = "Tarnwick drives the Unreal Editor.";
+	FServer Server(Options);
+	EXPECT_EQ(Send(Server, Request(1, "resources/templates/list"))["result"], FJson::parse(R"({"resourceTemplates": []})"));
+	EXPECT_EQ(Send(Server, Request(2, "initialize"))["result"]["instructions"], "Tarnwick drives the Unreal Editor.");
+	FTarnwickToolRegistry::Get().MarkNamespaceDisabled("editor_utility", "editor_utility disabled by user");
+	EXPECT_EQ(Send(Server, Request(3, "initialize"))["result"]["instructions"],
+		"Tarnwick drives the Unreal Editor.\nThe 'editor_utility' tools are not listed because the namespace is disabled: "
+		"editor_utility disabled by user");
+	const FJson R = Send(Server, Request(4, "tools/call", CallArgs("editor_utility_run", FJson::object())));
+	EXPECT_EQ(R["result"]["content"][0]["text"], "editor_utility disabled by user") << "not a suggestion of 'editor_...'";
+}
+
+TEST_F(McpServerTest, ListChangesReachInitializedSessionsOncePerBurst)
+{
+	FServer Server({});
+	std::vector<FJson> ToA;
+	std::vector<FJson> ToB;
+	Server.AttachNotificationSink("a", [&](const FJson& N) { ToA.push_back(N); });
+	Server.AttachNotificationSink("b", [&](const FJson& N) { ToB.push_back(N); });
+	Send(Server, Request(1, "initialize"), "a");
+	for (const char* Action : {"one", "two", "three"})
+	{
+		FTarnwickToolRegistry::Get().RegisterAction("extra", Action, "", nullptr, nullptr, "");
+	}
+	FTarnwickResourceRegistry::Get().Register({"unreal://x", "X", "", "text/plain", nullptr});
+	FGameThreadTaskQueue::Get().RunPending();
+	ASSERT_EQ(ToA.size(), 2u);
+	EXPECT_EQ(ToA[0].dump(), R"({"jsonrpc":"2.0","method":"notifications/tools/list_changed"})");
+	EXPECT_EQ(ToA[1].dump(), R"({"jsonrpc":"2.0","method":"notifications/resources/list_changed"})");
+	EXPECT_TRUE(ToB.empty()) << "a session that has not initialized is told nothing";
+	FTarnwickToolRegistry::Get().UnregisterNamespace("extra");
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(ToA.size(), 3u);
+	Server.DetachSession("a");
+	Server.DetachSession("b");
+}
+
+TEST_F(McpServerTest, LogLinesAreForwardedAtTheSessionsLevelWithinARate)
+{
+	FManualClock Clock;
+	Tarnwick::Host::SetClock(&Clock);
+	FServer Server({});
+	std::vector<FJson> Notes;
+	Server.AttachNotificationSink("s", [&](const FJson& N) { Notes.push_back(N); });
+	static FLogCategory LogRate("LogRate");
+	TW_LOG(LogRate, Error, "before any level");
+	EXPECT_TRUE(Notes.empty()) << "nothing until the client sets a level";
+	Send(Server, Request(1, "logging/setLevel", FJson{{"level", "warning"}}), "s");
+	TW_LOG(LogRate, Display, "too chatty for warning");
+	TW_LOG(LogRate, Warning, "first");
+	ASSERT_EQ(Notes.size(), 1u);
+	EXPECT_EQ(Notes[0]["params"].dump(), R"({"level":"warning","logger":"LogRate","data":"first"})");
+
+	// A flood: a burst gets through, the rest is counted and owned up to once the rate allows again.
+	for (int I = 0; I < 500; ++I) TW_LOG(LogRate, Error, "flood %d", I);
+	EXPECT_EQ(Notes.size(), static_cast<size_t>(LogNotificationBurst));
+	Clock.Now += 1.0;
+	TW_LOG(LogRate, Error, "after a second");
+	ASSERT_EQ(Notes.size(), static_cast<size_t>(LogNotificationBurst) + 2);
+	const FJson& Owned = Notes[Notes.size() - 2]["params"];
+	EXPECT_EQ(Owned["level"], "warning");
+	EXPECT_EQ(Owned["logger"], "tarnwick");
+	EXPECT_EQ(Owned["data"], "401 log lines were not forwarded: at most 50 a second (bursts of 100) reach a client; read the "
+							 "editor log for all of them");
+	EXPECT_EQ(Notes.back()["params"]["data"], "after a second");
+	Server.DetachSession("s");
+	Tarnwick::Host::SetClock(nullptr);
+}
+
+TEST_F(McpServerTest, DeepNestingIsRefusedUnderTheRequestsOwnId)
+{
+	const std::string Deep = std::string(53000, '[') + std::string(53000, ']');
+	const FIncomingMessage In =
+		FServer::Classify(R"({"jsonrpc":"2.0","id":"deep-1","method":"initialize","params":{"x":)" + Deep + "}}");
+	EXPECT_EQ(In.Kind, EMessageKind::Invalid);
+	EXPECT_EQ(In.ErrorResponse.dump(), R"({"jsonrpc":"2.0","id":"deep-1","error":{"code":-32600,"message":)"
+									   R"("Invalid Request: the message nests arrays and objects deeper than 256 levels"}})");
+	// The id may come after the deep part; a nested "id" is not the message's.
+	EXPECT_EQ(FServer::Classify(R"({"params":{"id":5,"x":)" + Deep + R"(},"id":9,"jsonrpc":"2.0","method":"ping"})").ErrorResponse["id"], 9);
+	EXPECT_EQ(FServer::Classify(Deep).ErrorResponse["id"], nullptr);
+	const std::string Fine = std::string(200, '[') + std::string(200, ']');
+	EXPECT_EQ(FServer::Classify(R"({"jsonrpc":"2.0","id":1,"method":"ping","params":{"x":)" + Fine + "}}").Kind, EMessageKind::Request);
+}
+
+TEST_F(McpServerTest, ToolsetEntriesMustExist)
+{
+	EXPECT_EQ(CheckToolset({"editor", "editor.logs", "editor.pie"}), std::nullopt);
+	EXPECT_EQ(CheckToolset({"editor.log"}), "unknown --toolset entry 'editor.log' (did you mean 'editor.logs'?); the namespaces "
+											"and families are: editor, editor.logs, editor.pie");
+	EXPECT_EQ(CheckToolset({"gameplay"}).value_or("").rfind("unknown --toolset entry 'gameplay'; ", 0), 0u);
+	FTarnwickToolRegistry::Get().MarkNamespaceDisabled("blueprint", "off");
+	EXPECT_EQ(CheckToolset({"blueprint", "blueprint.graphs"}), std::nullopt) << "a disabled namespace lists nothing, but exists";
 }

@@ -3,10 +3,12 @@
 #include "GameThread.h"
 #include "Mcp/TarnwickMcpServer.h"
 #include "Mcp/TarnwickMcpTransports.h"
+#include "Mcp/TarnwickTransportLog.h"
 #include "TarnwickLog.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -228,7 +230,7 @@ TEST_F(FStdioTransportTest, EndOfInputAnswersTheLastLineThenFinishes)
 	ASSERT_TRUE(WaitFinished());
 	EXPECT_EQ(ReadMessage()["id"], 1);
 	EXPECT_EQ(ReadMessage()["id"], 2);
-	EXPECT_EQ(FGameThreadTaskQueue::Get().NumFdWatches(), 0u) << "the input is no longer watched";
+	EXPECT_EQ(FGameThreadTaskQueue::Get().NumFdWatches(), 1u) << "the input is no longer watched, only the output";
 }
 
 TEST_F(FStdioTransportTest, ClientThatStopsReadingEndsTheTransportWithoutASignal)
@@ -261,4 +263,91 @@ TEST_F(FStdioTransportTest, LogLinesReachTheClientAsNotificationsAfterSetLevel)
 	EXPECT_EQ(Note["method"], "notifications/message");
 	EXPECT_EQ(Note["params"]["level"], "warning");
 	EXPECT_EQ(Note["params"]["data"], "stdio notification probe 42");
+}
+
+TEST_F(FStdioTransportTest, AClientThatStopsReadingNeverBlocksTheGameThreadAndIsReadAgainOnceItCatchesUp)
+{
+	// A small output pipe fills quickly; the transport is rebuilt with a low pause mark to match.
+	Transport.reset();
+	ASSERT_GT(::fcntl(FromServer[1], F_SETPIPE_SZ, 4096), 0);
+	FStdioOptions Options;
+	Options.PauseInputAboveBytes = 2048;
+	Transport = std::make_unique<FStdioTransport>(Server, ToServer[0], FromServer[1], Options);
+	Transport->Start();
+
+	constexpr int Requests = 2000;
+	std::string Burst;
+	for (int Id = 1; Id <= Requests; ++Id) Burst += Request(Id, "ping");
+	std::thread Writer([this, &Burst] { Send(Burst); });
+	// Nobody reads: a write that waited for the reader would hang right here.
+	for (int Turn = 0; Turn < 200; ++Turn)
+	{
+		FGameThreadTaskQueue::Get().RunPending();
+		FGameThreadTaskQueue::Get().WaitForTasks(0.001);
+	}
+	EXPECT_GE(Transport->NumQueuedBytes(), Options.PauseInputAboveBytes) << "replies wait in the queue, not in write()";
+	EXPECT_LT(Transport->NumQueuedBytes(), Options.PauseInputAboveBytes + 64 * 1024) << "and reading stopped soon after";
+
+	// Reading resumes the input: every request is answered, in order.
+	for (int Id = 1; Id <= Requests; ++Id)
+	{
+		const FJson Reply = ReadMessage();
+		ASSERT_EQ(Reply["id"], Id);
+	}
+	Writer.join();
+}
+
+TEST_F(FStdioTransportTest, AQueueThatKeepsGrowingIsGivenUpWithTheReasonOnTheTransportLog)
+{
+	Transport.reset();
+	ASSERT_GT(::fcntl(FromServer[1], F_SETPIPE_SZ, 4096), 0);
+	FStdioOptions Options;
+	Options.PauseInputAboveBytes = 1024;
+	Options.MaxQueuedBytes = 16 * 1024;
+	Transport = std::make_unique<FStdioTransport>(Server, ToServer[0], FromServer[1], Options);
+	Transport->Start();
+	std::vector<std::string> TransportLines;
+	SetTransportLogSink([&](ELogVerbosity::Type, std::string_view Line) { TransportLines.emplace_back(Line); });
+
+	Send(FJson{{"jsonrpc", "2.0"}, {"id", 1}, {"method", "logging/setLevel"}, {"params", {{"level", "warning"}}}}.dump() + "\n");
+	EXPECT_EQ(ReadMessage()["id"], 1);
+	// Notifications keep coming while the client reads nothing; the queue reaches its bound.
+	for (int Line = 0; Line < 100 && !Transport->IsFinished(); ++Line)
+	{
+		TW_LOG(LogTarnwick, Warning, "%s", std::string(400, 'w').c_str());
+	}
+	EXPECT_TRUE(Transport->IsFinished());
+	SetTransportLogSink(nullptr);
+	ASSERT_FALSE(TransportLines.empty());
+	EXPECT_NE(TransportLines.back().find("stdio: giving up on the client: it has not read"), std::string::npos) << TransportLines.back();
+	EXPECT_NE(TransportLines.back().find("(the limit is 16384)"), std::string::npos);
+}
+
+TEST_F(FStdioTransportTest, ARequestBurstRunsAFewPerTurnOfThePoll)
+{
+	std::string Burst;
+	for (int Id = 1; Id <= 40; ++Id) Burst += Request(Id, "ping");
+	Send(Burst);
+	const auto Answered = [this] {
+		char Buffer[65536];
+		pollfd In{FromServer[0], POLLIN, 0};
+		while (::poll(&In, 1, 0) > 0)
+		{
+			const ssize_t Got = ::read(FromServer[0], Buffer, sizeof(Buffer));
+			if (Got <= 0) break;
+			Pending.append(Buffer, static_cast<size_t>(Got));
+		}
+		return std::count(Pending.begin(), Pending.end(), '\n');
+	};
+	// One read brings all forty; each turn runs at most sixteen of them, so a frame is never held for long.
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 16);
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 32);
+	FGameThreadTaskQueue::Get().RunPending();
+	EXPECT_EQ(Answered(), 40);
+	for (int Id = 1; Id <= 40; ++Id)
+	{
+		EXPECT_EQ(ReadMessage()["id"], Id);
+	}
 }

@@ -83,5 +83,5 @@ TEST(ToolSchemaTest, TypesMapToJsonSchema)
 TEST(ToolSchemaTest, EmptySchemaHasNoRequiredList)
 {
 	const FJson Schema = Tarnwick::Mcp::ToInputSchema(FJson::object());
-	EXPECT_EQ(Schema.dump(), R"({"type":"object","properties":{}})");
+	EXPECT_EQ(Schema.dump(), R"({"type":"object","properties":{},"additionalProperties":false})");
 }

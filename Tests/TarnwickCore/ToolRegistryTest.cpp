@@ -98,6 +98,40 @@ TEST_F(ToolRegistryTest, UnregisterNamespaceRemovesOnlyThatNamespaceAndIsSafeWhe
 	EXPECT_TRUE(Registry.RegisterAction("editor", "a", "", Echo(), nullptr, ""));
 }
 
+TEST_F(ToolRegistryTest, UnregisteringADisabledNamespaceClearsItsMark)
+{
+	auto& Registry = FTarnwickToolRegistry::Get();
+	Registry.MarkNamespaceDisabled("editor", "off");
+	Registry.UnregisterNamespace("editor");
+	EXPECT_FALSE(Registry.GetNamespaceDisabledReason("editor"));
+	EXPECT_TRUE(Registry.GetNamespaces().empty());
+	EXPECT_TRUE(Registry.GetDisabledNamespaces().empty());
+	// Started again, enabled: its actions run.
+	Registry.RegisterAction("editor", "a", "", Echo(), nullptr, "");
+	EXPECT_TRUE(Registry.ExecuteAction("editor", "a", nullptr).bSuccess);
+}
+
+TEST_F(ToolRegistryTest, EveryChangeToTheListingIsAnnounced)
+{
+	auto& Registry = FTarnwickToolRegistry::Get();
+	int Changes = 0;
+	const FDelegateHandle Handle = Registry.OnChanged.Add([&Changes] { ++Changes; });
+	Registry.RegisterAction("editor", "a", "", Echo(), nullptr, "");
+	EXPECT_EQ(Changes, 1);
+	EXPECT_FALSE(Registry.RegisterAction("editor", "Bad Name", "", Echo(), nullptr, ""));
+	EXPECT_EQ(Changes, 1) << "a refused registration changes nothing";
+	Registry.SetAnnotations("editor", "a", FTarnwickToolAnnotations::ReadOnly());
+	Registry.SetFamily("editor", "a", "logs");
+	Registry.SetTitle("editor", "a", "A");
+	EXPECT_EQ(Changes, 4);
+	Registry.UnregisterNamespace("never_registered");
+	EXPECT_EQ(Changes, 4) << "removing nothing is no change";
+	Registry.UnregisterNamespace("editor");
+	Registry.MarkNamespaceDisabled("editor", "off");
+	EXPECT_EQ(Changes, 6);
+	Registry.OnChanged.Remove(Handle);
+}
+
 TEST_F(ToolRegistryTest, ToolNamesResolveWithUnderscoreOrDot)
 {
 	auto& Registry = FTarnwickToolRegistry::Get();

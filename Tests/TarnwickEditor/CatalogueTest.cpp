@@ -6,6 +6,7 @@
 #include "TarnwickEditorHandlers.h"
 #include "TarnwickSettings.h"
 #include "TarnwickTestHelpers.h"
+#include "Viewport/ViewportRules.h"
 
 #include <gtest/gtest.h>
 
@@ -168,8 +169,22 @@ TEST_F(CatalogueTest, RegisteredSchemasAreExact)
 			"kind": "AssetPath"},
 		"dirty_policy": {"type": "string",
 			"description": "refuse: fail when the current level has unsaved changes; discard: drop them. Default refuse.",
-			"required": false, "default": "refuse"}
+			"required": false, "default": "refuse", "shape": {"enum": ["refuse", "discard"]}}
 	})"));
+	// Shapes tell a client what an array holds and which texts a handler accepts; descriptions are untouched.
+	EXPECT_EQ(SchemaOf("editor", "move_camera")["location"], FJson::parse(R"({"type": "array",
+		"description": "[x, y, z] in world units.", "required": false,
+		"shape": {"items": "number", "min_items": 3, "max_items": 3}})"));
+	EXPECT_EQ(SchemaOf("editor", "look_at")["target"]["shape"], SchemaOf("editor", "move_camera")["rotation"]["shape"]);
+	EXPECT_EQ(SchemaOf("editor", "set_view_mode")["mode"]["shape"]["enum"].size(), Tarnwick::Viewport::GetViewModeNames().size());
+	const FJson Names = SchemaOf("editor", "set_view_mode")["mode"]["shape"]["enum"];
+	for (const auto& Mode : Tarnwick::Viewport::GetViewModeNames())
+	{
+		EXPECT_NE(std::find(Names.begin(), Names.end(), FJson(Mode.Name)), Names.end()) << Mode.Name;
+	}
+	EXPECT_EQ(SchemaOf("editor", "capture_material_grid")["material_paths"]["shape"],
+		FJson::parse(R"({"items": "string", "min_items": 1, "max_items": 16})"));
+	EXPECT_EQ(SchemaOf("editor", "run_pie_smoke")["clock"]["shape"], FJson::parse(R"({"enum": ["game", "wall"]})"));
 
 	// Key order is part of the interface: type, description, required, default, kind.
 	const FJson Map = SchemaOf("editor", "run_pie_smoke")["map"];
@@ -402,8 +417,19 @@ TEST_F(CatalogueTest, FamiliesAndAnnotationsReachTheRegistry)
 	{
 		EXPECT_EQ(Registry.FindAction("editor", ReadOnly)->Annotations.ReadOnlyHint, std::optional<bool>(true)) << ReadOnly;
 	}
-	EXPECT_TRUE(Registry.FindAction("editor", "run_console_command")->Annotations.IsEmpty());
+	EXPECT_EQ(Registry.FindAction("editor", "run_console_command")->Annotations.DestructiveHint, std::optional<bool>(true))
+		<< "a console command can do anything";
 	for (const FTarnwickActionInfo& Info : Registry.GetActions("editor_utility")) EXPECT_EQ(Info.Family, "utility");
+	// Every entry states all four hints, so no client has to assume the worst of a read.
+	for (const FTarnwickActionInfo& Info : Registry.GetAllActions())
+	{
+		EXPECT_TRUE(Info.Annotations.IsComplete()) << Info.ToolName();
+		EXPECT_EQ(Info.Annotations.OpenWorldHint, std::optional<bool>(false)) << Info.ToolName();
+		if (Info.Annotations.ReadOnlyHint.value_or(false))
+		{
+			EXPECT_FALSE(Info.Annotations.DestructiveHint.value_or(true)) << Info.ToolName();
+		}
+	}
 }
 
 TEST_F(CatalogueTest, PendingListNamesEveryActionStillWithoutHandler)

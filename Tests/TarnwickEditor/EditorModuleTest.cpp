@@ -4,6 +4,7 @@
 #include "RenderingThread.h"
 #include "SimHost.h"
 #include "TarnwickDiagnostics.h"
+#include "TarnwickEditorLog.h"
 #include "TarnwickEditorModule.h"
 #include "TarnwickLogCapture.h"
 
@@ -135,6 +136,55 @@ TEST_F(EditorModuleTest, RenderThreadEnsureFilterSwallowsPrecacheNoiseOnly)
 	EXPECT_FALSE(HandleEnsure("ShouldPrecachePermutation after shutdown"));
 	EXPECT_EQ(Earlier.size(), 2u) << "the earlier handler is back in place";
 	SetEnsureHandler(Original);
+}
+
+TEST_F(EditorModuleTest, ShutdownRightAfterStartupNeverLeavesTheEnsureFilterInstalled)
+{
+	StartHost();
+	const FEnsureHandler Original = SetEnsureHandler(nullptr);
+	// The install command runs on the render thread while start-up returns; a shutdown that looked before it ran
+	// would leave the filter in place. Many quick cycles give the race every chance to show.
+	for (int Cycle = 0; Cycle < 300; ++Cycle)
+	{
+		FTarnwickEditorModule Module;
+		Module.StartupModule();
+		Module.ShutdownModule();
+		FlushRenderingCommands();
+		ASSERT_FALSE(Tarnwick::Editor::IsRenderThreadEnsureFilterInstalled()) << "cycle " << Cycle;
+		ASSERT_FALSE(HandleEnsure("ShouldPrecachePermutation")) << "cycle " << Cycle << ": the filter still swallows";
+	}
+	SetEnsureHandler(Original);
+}
+
+TEST_F(EditorModuleTest, ADisabledStartLeavesNoMarkOnceShutDown)
+{
+	StartHost("bEnableEditor=False");
+	{
+		FTarnwickEditorModule Module;
+		Module.StartupModule();
+		ASSERT_TRUE(FTarnwickToolRegistry::Get().GetNamespaceDisabledReason("editor"));
+		Module.ShutdownModule();
+	}
+	EXPECT_FALSE(FTarnwickToolRegistry::Get().GetNamespaceDisabledReason("editor"));
+	Host.reset();
+
+	StartHost("bEnableEditor=True");
+	FTarnwickEditorModule Module;
+	Module.StartupModule();
+	const FTarnwickActionResult R = FTarnwickToolRegistry::Get().ExecuteAction("editor", "get_log_stats", nullptr);
+	EXPECT_TRUE(R.bSuccess) << R.ErrorMessage;
+	Module.ShutdownModule();
+}
+
+TEST(EditorModuleLogTest, TheModuleDeclaresItsThreeCategories)
+{
+	for (const FLogCategory* Category : {&LogTarnwickPieSmoke, &LogTarnwickPreviewActions, &LogTarnwickStat})
+	{
+		EXPECT_EQ(Category->GetVerbosity(), ELogVerbosity::Log) << Category->GetName();
+	}
+	EXPECT_EQ(LogTarnwickPieSmoke.GetName(), "LogTarnwickPieSmoke");
+	EXPECT_EQ(LogTarnwickPreviewActions.GetName(), "LogTarnwickPreviewActions");
+	EXPECT_EQ(LogTarnwickStat.GetName(), "LogTarnwickStat");
 }
 
 TEST_F(EditorModuleTest, ModalHooksTrackOpenDialogsUntilShutdown)

@@ -149,6 +149,24 @@ TEST_F(PieActionsTest, StartsAndStopsLandOnLaterFramesExceptStartPie)
 	EXPECT_TRUE(Host->StepUntil([&] { return !IsActive(); }, 5));
 }
 
+TEST_F(PieActionsTest, AStopWhileAStartIsStillQueuedCancelsTheStart)
+{
+	CreateHost();
+	for (const char* Stop : {"stop_play", "stop_pie"})
+	{
+		EXPECT_EQ(Succeed("start_play")["requested"], true);
+		ASSERT_TRUE(GEditor->HasPlaySessionRequest());
+		// Answered as a stop without PIE, since none runs yet.
+		const FJson Stopped = Succeed(Stop);
+		EXPECT_EQ(Stopped, std::string(Stop) == "stop_play" ? FJson::parse(R"({"ok": true, "requested": false, "was_active": false})")
+															  : FJson::parse(R"({"stopped": true})"))
+			<< Stop;
+		EXPECT_FALSE(GEditor->HasPlaySessionRequest()) << Stop;
+		Host->StepFrames(5);
+		EXPECT_FALSE(IsActive()) << "start then " << Stop << " leaves no PIE running";
+	}
+}
+
 TEST_F(PieActionsTest, CompileErrorsAreListedByStartPlayAndStopStartPie)
 {
 	Tarnwick::Test::FTempDir Project;

@@ -139,12 +139,24 @@ TEST(ViewportRulesTest, VectorsAreThreeFiniteNumbersAndTogglesBoolsOrTheirText)
 	EXPECT_FALSE(ReadFiniteVector3(FJson::array({1.0, 2.0, -Inf})));
 	EXPECT_EQ(*ReadFiniteVector3(FJson::parse("[-1.5, 0, 7]")), FVector(-1.5, 0.0, 7.0));
 
-	const std::pair<const char*, std::optional<bool>> Toggles[] = {{"{}", std::nullopt}, {R"({"enabled": null})", std::nullopt},
-		{R"({"enabled": true})", true}, {R"({"enabled": false})", false}, {R"({"enabled": "TRUE"})", true},
-		{R"({"enabled": "False"})", false}, {R"({"enabled": "yes"})", std::nullopt}, {R"({"enabled": 1})", std::nullopt}};
-	for (const auto& [Params, Expected] : Toggles)
+	using EKind = FToggleRequest::EKind;
+	struct FToggleCase
 	{
-		EXPECT_EQ(ReadToggle(FindParam(MakeJsonObject(FJson::parse(Params)), "enabled")), Expected) << Params;
+		const char* Params;
+		EKind Kind;
+		bool bState;
+	};
+	const FToggleCase Toggles[] = {{"{}", EKind::Flip, false}, {R"({"enabled": null})", EKind::Flip, false},
+		{R"({"enabled": true})", EKind::Set, true}, {R"({"enabled": false})", EKind::Set, false},
+		{R"({"enabled": "TRUE"})", EKind::Set, true}, {R"({"enabled": "False"})", EKind::Set, false},
+		{R"({"enabled": "yes"})", EKind::Invalid, false}, {R"({"enabled": 1})", EKind::Invalid, false},
+		{R"({"enabled": 0})", EKind::Invalid, false}, {R"({"enabled": ""})", EKind::Invalid, false},
+		{R"({"enabled": [true]})", EKind::Invalid, false}, {R"({"enabled": {}})", EKind::Invalid, false}};
+	for (const FToggleCase& Case : Toggles)
+	{
+		const FToggleRequest Request = ReadToggle(FindParam(MakeJsonObject(FJson::parse(Case.Params)), "enabled"));
+		EXPECT_EQ(Request.Kind, Case.Kind) << Case.Params;
+		EXPECT_EQ(Request.bState, Case.bState) << Case.Params;
 	}
 }
 
@@ -349,6 +361,14 @@ TEST_F(ViewportActionsTest, TogglesFlipOrSetTheirFlag)
 	EXPECT_EQ(Succeed("toggle_game_view", R"({"enabled": false})")["enabled"], false);
 	EXPECT_FALSE(Perspective->IsInGameView());
 	EXPECT_FALSE(Perspective->IsRealtime()) << "each toggle keeps to its own flag";
+
+	// A present value that is not a state is refused, never taken as a flip, and changes nothing.
+	ExpectFailure("toggle_realtime", R"({"enabled": 1})",
+		"'enabled' must be true or false (or omitted to flip the current state), got the number 1");
+	ExpectFailure("toggle_game_view", R"({"enabled": "yes"})",
+		"'enabled' must be true or false (or omitted to flip the current state), got the string \"yes\"");
+	EXPECT_FALSE(Perspective->IsRealtime());
+	EXPECT_FALSE(Perspective->IsInGameView());
 	EXPECT_EQ(Log.Take(), (std::vector<std::string>{"Log: editor.toggle_realtime: false", "Log: editor.toggle_realtime: true",
 							  "Log: editor.toggle_realtime: true", "Log: editor.toggle_realtime: false",
 							  "Log: editor.toggle_game_view: true", "Log: editor.toggle_game_view: false"}));
@@ -364,4 +384,8 @@ TEST_F(ViewportActionsTest, ViewportInfoReportsTheActiveViewportInKeyOrder)
 		"resolution": "1280x720", "camera_location": [1.0, 2.0, 3.0], "camera_rotation": [-20.0, 90.0, 0.0], "fov": 60.0,
 		"realtime": true, "viewport_type": "perspective", "view_mode_index": 3, "game_view": false})"));
 	EXPECT_TRUE(Log.Take().empty());
+
+	// A field of view that is not a whole number reads as the float it is stored as.
+	Succeed("set_fov", R"({"fov": 75.55})");
+	EXPECT_EQ(FTarnwickJsonUtils::Write(Succeed("get_viewport_info")["fov"]), "75.55");
 }

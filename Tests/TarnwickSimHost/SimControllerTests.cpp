@@ -77,16 +77,22 @@ TEST(SimControllers, PossessingTakesThePawnFromItsPreviousController)
 
 TEST(SimControllers, WithoutNavigationAMoveIsAcceptedButThePawnStandsStill)
 {
-	auto Host = MakeArenaHost();
+	FSimHostOptions Options;
+	Options.StartupMap = "/Game/Maps/Arena_NoNav";
+	auto Host = MakeArenaHost(Options);
 	UWorld* World = StartArenaPie(*Host);
 	APawn* Pawn = SpawnPawn(World, "/Game/Blueprints/BP_Hero.BP_Hero_C", FVector(0, 0, 92));
 	Pawn->SpawnDefaultController();
 	auto* AI = Cast<AAIController>(Pawn->GetController());
 	ASSERT_TRUE(AI);
+	Host->StepFrames(2); // settles onto the floor
+	const FVector Start = Pawn->GetActorLocation();
+	EXPECT_EQ(Start, FVector(0, 0, 88));
 	EXPECT_EQ(AI->MoveToLocation(FVector(600, 0, 92)), EPathFollowingRequestResult::RequestSuccessful);
 	EXPECT_EQ(AI->GetMoveStatus(), EPathFollowingStatus::Moving);
 	Host->StepFrames(30);
-	EXPECT_EQ(Pawn->GetActorLocation(), FVector(0, 0, 92));
+	EXPECT_EQ(Pawn->GetActorLocation(), Start);
+	EXPECT_EQ(Pawn->GetVelocity(), FVector());
 	EXPECT_EQ(AI->GetMoveStatus(), EPathFollowingStatus::Moving);
 	EXPECT_TRUE(AI->GetPathFollowingComponent()->GetPathPoints().empty());
 	AI->StopMovement();
@@ -149,4 +155,27 @@ TEST(SimClock, SleepingOnTheVirtualClockMovesTimeWithoutAFrame)
 	EXPECT_EQ(Host->GetFrameCounter(), Frame);
 	FPlatformProcess::Sleep(-1.0);
 	EXPECT_DOUBLE_EQ(FPlatformTime::Seconds() - Before, 0.25);
+}
+
+TEST(SimControllers, AutoPossessAIFollowsTheEnginesRulesForPlacedAndSpawnedPawns)
+{
+	auto Host = MakeArenaHost();
+	UWorld* World = StartArenaPie(*Host);
+	// The map's enemy (PlacedInWorldOrSpawned) got its class's controller before play began.
+	auto* Enemy = Cast<APawn>(FindActor(World, "Enemy"));
+	ASSERT_TRUE(Enemy && Enemy->GetController());
+	EXPECT_EQ(Enemy->GetController()->GetClass()->GetPathName(), "/Game/AI/BP_EnemyController.BP_EnemyController_C");
+	// The player's hero (PlacedInWorld, spawned by the GameMode) has only the player controller, and no AI
+	// controller was left standing around.
+	EXPECT_EQ(World->GetFirstPlayerController()->GetPawn()->GetController(), World->GetFirstPlayerController());
+	int AIControllers = 0;
+	for (AActor* A : World->GetActors()) AIControllers += Cast<AAIController>(A) ? 1 : 0;
+	EXPECT_EQ(AIControllers, 1);
+	// Spawned later: the enemy class gets one, the hero class does not.
+	APawn* Spawned = SpawnPawn(World, "/Game/Blueprints/BP_Enemy.BP_Enemy_C", FVector(0, 600, 92));
+	EXPECT_TRUE(Cast<AAIController>(Spawned->GetController()));
+	APawn* Hero = SpawnPawn(World, "/Game/Blueprints/BP_Hero.BP_Hero_C", FVector(0, -600, 92));
+	EXPECT_EQ(Hero->GetController(), nullptr);
+	// The editor world is not played: nothing is possessed there.
+	EXPECT_EQ(Cast<APawn>(FindActor(GEditor->GetEditorWorld(), "Enemy"))->GetController(), nullptr);
 }

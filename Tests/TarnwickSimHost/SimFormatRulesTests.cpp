@@ -249,7 +249,7 @@ TEST(SimMapDocument, ShapeErrorsNameTheEntry)
 TEST(SimAssetDocument, BlueprintShapeErrors)
 {
 	const std::pair<const char*, const char*> Bad[] = {
-		{R"({"Type":"Texture"})", "B.uasset: unknown asset \"Type\" \"Texture\" (expected Blueprint, AnimBlueprint, StaticMesh or SkeletalMesh)"},
+		{R"({"Type":"Texture"})", "B.uasset: unknown asset \"Type\" \"Texture\" (expected Blueprint, AnimBlueprint, StaticMesh, SkeletalMesh, BlackboardData or DataAsset)"},
 		{R"({"Type":"Blueprint"})", "B.uasset: \"ParentClass\" is missing"},
 		{R"({"Type":"Blueprint","ParentClass":"/Script/Engine.Actor","Status":"Broken"})",
 			"B.uasset: unknown \"Status\" \"Broken\" (expected UpToDate, UpToDateWithWarnings, Error or Dirty)"},
@@ -264,4 +264,32 @@ TEST(SimAssetDocument, BlueprintShapeErrors)
 		EXPECT_FALSE(ParseAssetDocument(Text, "B.uasset", &Error)) << Text;
 		EXPECT_EQ(Error, Expected);
 	}
+}
+
+TEST(SimDocuments, NumbersADoubleCannotHoldAndDeepNestingAreReportedNotThrown)
+{
+	const std::string Deep = std::string(300, '[') + std::string(300, ']');
+	struct FCase
+	{
+		std::string Text;
+		const char* Expected;
+	};
+	const FCase Cases[] = {
+		{R"({"FileVersion": 1e400})", "not valid JSON (number overflow parsing '1e400')"},
+		{R"({"Type": "World", "Actors": [{"Location": [-1e999, 0, 0]}]})", "not valid JSON (number overflow parsing '-1e999')"},
+		{R"({"x": )" + Deep + "}", "not valid JSON (arrays and objects nest deeper than 256 levels)"},
+	};
+	for (const FCase& Case : Cases)
+	{
+		std::string Error;
+		EXPECT_FALSE(ParseProjectDescriptor("Arena", Case.Text, "Arena.uproject", &Error));
+		EXPECT_EQ(Error, std::string("Arena.uproject: ") + Case.Expected);
+		EXPECT_FALSE(ParseMapDocument(Case.Text, "M.umap", &Error));
+		EXPECT_EQ(Error, std::string("M.umap: ") + Case.Expected);
+		EXPECT_FALSE(ParseAssetDocument(Case.Text, "B.uasset", &Error));
+		EXPECT_EQ(Error, std::string("B.uasset: ") + Case.Expected);
+	}
+	// Brackets inside strings are text, not nesting.
+	std::string Error;
+	EXPECT_TRUE(ParseProjectDescriptor("Arena", R"({"FileVersion": 3, "Description": ")" + Deep + R"("})", "Arena.uproject", &Error)) << Error;
 }

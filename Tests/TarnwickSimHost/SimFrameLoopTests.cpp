@@ -1,7 +1,9 @@
 // The frame loop: the order of a frame's phases, the virtual clock and its determinism, quiescence held and
-// released, log lines from the game and render threads, viewports, and the real-time loop's stop flag.
+// released, log lines from the game and render threads, viewports, the background throttle, and the real-time
+// loop's stop flag.
 #include "SimTestUtils.h"
 
+#include "EditorPerformanceSettings.h"
 #include "FrameLoop.h"
 #include "GameThread.h"
 #include "ModalHooks.h"
@@ -295,4 +297,24 @@ TEST(SimFrameLoop, ClockModeNames)
 	EXPECT_EQ(Mode, ESimClockMode::Realtime);
 	EXPECT_FALSE(ParseClockMode("Virtual", Mode));
 	EXPECT_FALSE(ParseClockMode("", Mode));
+}
+
+TEST(SimFrameLoop, ABackgroundedEditorThatSavesCpuDrawsNothing)
+{
+	auto Host = MakeArenaHost();
+	FSimLevelViewportClient* Viewport = Host->GetEditor().GetViewportClient(0);
+	UEditorPerformanceSettings* Settings = UEditorPerformanceSettings::GetMutableDefault();
+	Settings->bThrottleCPUWhenNotForeground = true;
+	Host->StepFrame();
+	const uint64 Draws = Viewport->Viewport.DrawCount;
+	Host->SetHasFocus(false);
+	EXPECT_TRUE(Host->IsThrottled());
+	Host->StepFrames(3);
+	EXPECT_EQ(Viewport->Viewport.DrawCount, Draws);
+	// With the preference off (as smoke sessions set it in memory) a background editor keeps rendering.
+	Settings->bThrottleCPUWhenNotForeground = false;
+	EXPECT_FALSE(Host->IsThrottled());
+	Host->StepFrames(3);
+	EXPECT_EQ(Viewport->Viewport.DrawCount, Draws + 3);
+	Settings->bThrottleCPUWhenNotForeground = true;
 }

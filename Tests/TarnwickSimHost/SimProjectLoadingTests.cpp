@@ -25,7 +25,8 @@ TEST(SimProjectLoading, ArenaOpensItsStartupMap)
 	std::vector<std::string> Names;
 	for (AActor* A : World->GetActors()) Names.push_back(A->GetName());
 	EXPECT_EQ(Names, (std::vector<std::string>{"WorldSettings", "Floor", "DirectionalLight_0", "PointLight_0", "PlayerStart",
-						 "NavMeshBoundsVolume_0", "Crate_1", "Crate_2", "Pillar", "Ball", "CameraActor_0"}));
+						 "NavMeshBoundsVolume_0", "Crate_1", "Crate_2", "Pillar", "Ball", "CameraActor_0", "TP_PatrolA", "TP_PatrolB", "Enemy",
+						 "FirePit", "PickupSpawner"}));
 	AActor* Sun = FindActor(World, "DirectionalLight_0");
 	EXPECT_EQ(Sun->GetActorLabel(), "Sun");
 	EXPECT_EQ(Sun->GetFolderPath(), "Lighting");
@@ -40,11 +41,13 @@ TEST(SimProjectLoading, ArenaOpensItsStartupMap)
 	EXPECT_EQ(ReadProperty(World->GetWorldSettings(), "DefaultGameMode").ObjectValue.Get()->GetPathName(),
 		"/Game/Blueprints/BP_ArenaGameMode.BP_ArenaGameMode_C");
 
-	// The map pulled in the GameMode, the hero and its animation Blueprint.
+	// The map pulled in the GameMode, the hero and its animation Blueprint, the enemy with its controller, and the
+	// hazard (the pickup its spawner spawns later is loaded only then).
 	std::vector<std::string> BPs;
 	for (UBlueprint* BP : Tarnwick::Host::GetObjectSystem()->GetLoadedBlueprints()) BPs.push_back(BP->GetPathName());
 	EXPECT_EQ(BPs, (std::vector<std::string>{"/Game/Characters/ABP_Hero.ABP_Hero", "/Game/Blueprints/BP_Hero.BP_Hero",
-					   "/Game/Blueprints/BP_ArenaGameMode.BP_ArenaGameMode"}));
+					   "/Game/Blueprints/BP_ArenaGameMode.BP_ArenaGameMode", "/Game/AI/BP_EnemyController.BP_EnemyController",
+					   "/Game/Blueprints/BP_Enemy.BP_Enemy", "/Game/Blueprints/BP_Hazard.BP_Hazard"}));
 
 	EXPECT_TRUE(Log.Has("LogInit", "Running engine for game: Arena"));
 	EXPECT_TRUE(Log.Has("LogEditorServer", "Loading map /Game/Maps/Arena"));

@@ -65,10 +65,11 @@ export function isGone(pid) {
 }
 
 /** Starts `tarnwick serve --http 127.0.0.1:<port>` and resolves once it accepts connections. */
-export async function startHttpServer(projectDir, extraArgs = []) {
+export async function startHttpServer(projectDir, extraArgs = [], env = undefined) {
   const port = await freePort();
   const child = spawn(TarnwickBin, ['serve', '--project', projectDir, '--http', `127.0.0.1:${port}`, ...extraArgs], {
     stdio: ['ignore', 'ignore', 'pipe'],
+    env: env ? { ...process.env, ...env } : process.env,
   });
   let stderr = '';
   child.stderr.on('data', (chunk) => { stderr += chunk; });
@@ -119,3 +120,33 @@ export const JsonHeaders = {
   'Content-Type': 'application/json',
   Accept: 'application/json, text/event-stream',
 };
+
+/** The resident memory of a process in MiB, from /proc. */
+export function residentMiB(pid) {
+  const status = fs.readFileSync(`/proc/${pid}/status`, 'utf8');
+  const match = /^VmRSS:\s+(\d+) kB$/m.exec(status);
+  return match ? Number(match[1]) / 1024 : NaN;
+}
+
+/** Runs a command to its end; resolves with its exit code, stdout and stderr. Killed after `ms`. */
+export function run(command, args, { env, cwd, input, ms = 60000 } = {}) {
+  return new Promise((resolve, reject) => {
+    const child = spawn(command, args, { env: env ? { ...process.env, ...env } : process.env, cwd, stdio: ['pipe', 'pipe', 'pipe'] });
+    let stdout = '';
+    let stderr = '';
+    child.stdout.on('data', (chunk) => { stdout += chunk; });
+    child.stderr.on('data', (chunk) => { stderr += chunk; });
+    const timer = setTimeout(() => { child.kill('SIGKILL'); reject(new Error(`${command} ${args.join(' ')} ran past ${ms} ms\n${stderr}`)); }, ms);
+    child.once('error', reject);
+    child.once('exit', (code, signal) => { clearTimeout(timer); resolve({ code, signal, stdout, stderr }); });
+    // A command that exits before reading its input (a refusal at start-up) leaves the pipe broken: no matter.
+    child.stdin.on('error', () => {});
+    child.stdin.end(input ?? '');
+  });
+}
+
+/** Writes a project's plugin settings (Config/DefaultTarnwick.ini). */
+export function writeSettings(projectDir, lines) {
+  fs.writeFileSync(path.join(projectDir, 'Config', 'DefaultTarnwick.ini'),
+    `[/Script/TarnwickCore.TarnwickSettings]\n${lines.join('\n')}\n`);
+}

@@ -91,14 +91,18 @@ describe('Streamable HTTP transport', { timeout: 90000 }, () => {
     await response.arrayBuffer();
   });
 
-  test('GET offers no event stream', async () => {
+  test('GET opens the session\'s event stream', async () => {
+    const controller = new AbortController();
     const response = await fetch(server.url, {
       headers: { Accept: 'text/event-stream', 'Mcp-Session-Id': transport.sessionId },
-      signal: AbortSignal.timeout(10000),
+      signal: controller.signal,
     });
-    assert.equal(response.status, 405);
-    assert.equal(response.headers.get('allow'), 'POST, DELETE');
-    await response.arrayBuffer();
+    assert.equal(response.status, 200);
+    assert.equal(response.headers.get('content-type'), 'text/event-stream');
+    const reader = response.body.getReader();
+    const { value } = await withTimeout(reader.read(), 10000, 'the stream\'s first bytes');
+    assert.match(new TextDecoder().decode(value), /^retry: \d+/);
+    controller.abort();
   });
 
   test('a session ended with DELETE is gone', async () => {

@@ -44,4 +44,12 @@ std::string FormatLocalHms(double UtcSeconds)
 	localtime_r(&T, &Tm);
 	return TW_STRFTIME(Tm, "%H%M%S");
 }
+
+std::string FormatLocalStamp(double UtcSeconds)
+{
+	const std::time_t T = static_cast<std::time_t>(std::floor(UtcSeconds));
+	std::tm Tm{};
+	localtime_r(&T, &Tm);
+	return TW_STRFTIME(Tm, "%Y%m%d_%H%M%S");
+}
 }

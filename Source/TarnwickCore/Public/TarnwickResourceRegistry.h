@@ -1,6 +1,8 @@
 // MCP resources: read-only snapshots under "unreal://" addresses whose content is built on the game thread
 // when a client reads them.
 #pragma once
+#include "Delegates.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,7 +33,10 @@ public:
 	/** In registration order. */
 	const std::vector<FTarnwickResourceInfo>& GetAll() const { return Resources; }
 	int32_t Num() const { return static_cast<int32_t>(Resources.size()); }
-	void UnregisterAll() { Resources.clear(); }
+	void UnregisterAll();
+
+	/** Broadcast (game thread) after a registration or UnregisterAll changes the list clients see. */
+	TMulticastDelegate<> OnChanged;
 
 private:
 	std::vector<FTarnwickResourceInfo> Resources;

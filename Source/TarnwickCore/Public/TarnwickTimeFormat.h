@@ -10,4 +10,6 @@ std::string FormatMonotonicAsUtc(double MonotonicSeconds);
 std::string FormatUtc(double UtcSeconds);
 /** Local time as "%H%M%S" (used in ids). */
 std::string FormatLocalHms(double UtcSeconds);
+/** Local date and time as "%Y%m%d_%H%M%S" (used in default output folder names). */
+std::string FormatLocalStamp(double UtcSeconds);
 }

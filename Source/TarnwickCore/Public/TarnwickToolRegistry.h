@@ -4,6 +4,7 @@
 // addressed by namespace and action name; its MCP tool name is "<namespace>_<action>", which must match
 // ^[a-z][a-z0-9_]{0,63}$ (clients reject anything else), so registration refuses other names.
 #pragma once
+#include "Delegates.h"
 #include "TarnwickActionResult.h"
 
 #include <map>
@@ -11,17 +12,20 @@
 #include <string>
 #include <vector>
 
-/** MCP tool annotations; unset hints are not reported. */
+/** MCP tool annotations. Hints left unset are listed with the conservative value a client would assume
+ *  (may write, may destroy, not idempotent), except the open world: every action stays inside this editor. */
 struct FTarnwickToolAnnotations
 {
 	std::optional<bool> ReadOnlyHint;
 	std::optional<bool> DestructiveHint;
 	std::optional<bool> IdempotentHint;
+	std::optional<bool> OpenWorldHint;
 
-	static FTarnwickToolAnnotations ReadOnly() { return {true, false, true}; }
-	static FTarnwickToolAnnotations Mutating(bool bIdempotent = false) { return {false, false, bIdempotent}; }
-	static FTarnwickToolAnnotations Destructive() { return {false, true, false}; }
-	bool IsEmpty() const { return !ReadOnlyHint && !DestructiveHint && !IdempotentHint; }
+	static FTarnwickToolAnnotations ReadOnly() { return {true, false, true, false}; }
+	static FTarnwickToolAnnotations Mutating(bool bIdempotent = false) { return {false, false, bIdempotent, false}; }
+	static FTarnwickToolAnnotations Destructive(bool bIdempotent = false) { return {false, true, bIdempotent, false}; }
+	/** True when every hint is given. */
+	bool IsComplete() const { return ReadOnlyHint && DestructiveHint && IdempotentHint && OpenWorldHint; }
 };
 
 struct FTarnwickActionInfo
@@ -37,6 +41,8 @@ struct FTarnwickActionInfo
 	FTarnwickToolAnnotations Annotations;
 	/** The family the action belongs to for --toolset ("logs" in "editor.logs"); empty when none. */
 	std::string Family;
+	/** What clients show to people; empty means one made from the action's name ("Tail Log"). */
+	std::string Title;
 
 	std::string ToolName() const { return Namespace + "_" + Action; }
 };
@@ -59,6 +65,8 @@ public:
 	bool SetAnnotations(const std::string& Namespace, const std::string& Action, const FTarnwickToolAnnotations& Annotations);
 	/** Puts a registered action into a family for --toolset; false when it is not registered. */
 	bool SetFamily(const std::string& Namespace, const std::string& Action, const std::string& Family);
+	/** Gives a registered action the title clients show; false when it is not registered. */
+	bool SetTitle(const std::string& Namespace, const std::string& Action, const std::string& Title);
 
 	/** Runs an action synchronously on the calling thread, honouring disabled namespaces and gates. */
 	FTarnwickActionResult ExecuteAction(const std::string& Namespace, const std::string& Action, const FJsonPtr& Params) const;
@@ -74,7 +82,14 @@ public:
 
 	void MarkNamespaceDisabled(const std::string& Namespace, const std::string& Reason);
 	std::optional<std::string> GetNamespaceDisabledReason(const std::string& Namespace) const;
+	/** Every disabled namespace with its reason, in name order. */
+	std::map<std::string, std::string> GetDisabledNamespaces() const { return DisabledNamespaces; }
+	/** Removes every action of the namespace and its disabled mark, so that it can be registered afresh. */
 	void UnregisterNamespace(const std::string& Namespace);
+
+	/** Broadcast (game thread) after anything that changes what tools/list shows: registration, removal,
+	 *  disabled marks, annotations, families and titles. Listeners coalesce bursts themselves. */
+	TMulticastDelegate<> OnChanged;
 
 	/** True when the MCP tool name "<namespace>_<action>" is acceptable to clients. */
 	static bool IsValidToolName(const std::string& ToolName);

@@ -34,4 +34,8 @@ namespace Tarnwick::Editor
 void AddLogHandlers(FTarnwickHandlerTable& Table, FTarnwickLogCapture* Capture);
 void AddPieHandlers(FTarnwickHandlerTable& Table);
 void AddViewportHandlers(FTarnwickHandlerTable& Table);
+/** The four smoke-session actions; Capture (may be null) is the log the sessions judge. */
+void AddPieSmokeHandlers(FTarnwickHandlerTable& Table, FTarnwickLogCapture* Capture);
+/** Forgets every smoke session and removes the observer; before the log capture goes away at shutdown. */
+void ShutdownPieSmoke();
 }

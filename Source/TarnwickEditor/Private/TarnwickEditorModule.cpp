@@ -46,6 +46,7 @@ FTarnwickHandlerTable BuildHandlerTable(FTarnwickLogCapture* Capture)
 	Tarnwick::Editor::AddLogHandlers(Table, Capture);
 	Tarnwick::Editor::AddPieHandlers(Table);
 	Tarnwick::Editor::AddViewportHandlers(Table);
+	Tarnwick::Editor::AddPieSmokeHandlers(Table, Capture);
 	return Table;
 }
 }
@@ -123,6 +124,7 @@ void FTarnwickEditorModule::StartupModule()
 		});
 		GEnsureFilterInstalled.store(true);
 	});
+	bEnsureInstallEnqueued = true;
 
 	PreModalHandle = FCoreDelegates::PreSlateModalWithContext.Add([this](const FSlateModalContext& Context) {
 		OpenModals[Context.ModalId] = FTarnwickOpenModal{Context.Title, Context.Text, Context.SlowTask, FPlatformTime::Seconds()};
@@ -149,11 +151,19 @@ void FTarnwickEditorModule::ShutdownModule()
 	}
 	OpenModals.clear();
 	FTarnwickToolRegistry::Get().UnregisterNamespace(EditorNamespace);
+	Tarnwick::Editor::ShutdownPieSmoke();
 	UnregisterSettingsCustomization();
 	if (bDiagnosticsBound)
 	{
 		Tarnwick::Diagnostics::GAttachDispatchDiagnostics = nullptr;
 		bDiagnosticsBound = false;
+	}
+	// The install command may still be waiting on the render thread when shutdown follows start-up closely;
+	// deciding before it ran would leave our filter installed for good.
+	if (bEnsureInstallEnqueued)
+	{
+		FlushRenderingCommands();
+		bEnsureInstallEnqueued = false;
 	}
 	if (GEnsureFilterInstalled.load())
 	{

@@ -50,6 +50,8 @@ private:
 	FDelegateHandle PostModalHandle;
 	std::map<uint64, FTarnwickOpenModal> OpenModals;
 	bool bDiagnosticsBound = false;
+	/** The render command that installs the ensure filter was enqueued (it may not have run yet). */
+	bool bEnsureInstallEnqueued = false;
 };
 
 namespace Tarnwick::Editor

@@ -79,25 +79,27 @@ const char* LexToString(EInputEvent Event)
 
 FKey::FKey(std::string_view InName)
 {
-	if (const FKeyEntry* E = FindEntry(InName)) Name = E->Name;
+	if (const FKeyEntry* E = FindEntry(InName))
+	{
+		Name = E->Name;
+		switch (E->Kind)
+		{
+		case FKeyEntry::Keyboard: Kind = EKind::Keyboard; break;
+		case FKeyEntry::Modifier: Kind = EKind::Modifier; break;
+		case FKeyEntry::MouseButton: Kind = EKind::MouseButton; break;
+		case FKeyEntry::Axis: Kind = EKind::Axis; break;
+		}
+	}
 }
 
-bool FKey::IsAxis1D() const
+const std::vector<FKey>& EKeys::GetAllKeys()
 {
-	const FKeyEntry* E = FindEntry(Name);
-	return E && E->Kind == FKeyEntry::Axis;
-}
-
-bool FKey::IsMouseButton() const
-{
-	const FKeyEntry* E = FindEntry(Name);
-	return E && E->Kind == FKeyEntry::MouseButton;
-}
-
-bool FKey::IsModifierKey() const
-{
-	const FKeyEntry* E = FindEntry(Name);
-	return E && E->Kind == FKeyEntry::Modifier;
+	static const std::vector<FKey> Keys = [] {
+		std::vector<FKey> Out;
+		for (const std::string& Name : GetAllKeyNames()) Out.emplace_back(Name);
+		return Out;
+	}();
+	return Keys;
 }
 
 const std::vector<std::string>& EKeys::GetAllKeyNames()

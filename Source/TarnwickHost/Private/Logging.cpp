@@ -165,6 +165,20 @@ FLogCategory* FindLogCategory(std::string_view Name)
 	return It == List.ByName.end() ? nullptr : It->second;
 }
 
+int32 SetLogCategoryVerbosity(std::string_view Name, ELogVerbosity::Type Verbosity)
+{
+	FLogCategoryList& List = GetCategoryList();
+	std::lock_guard Lock(List.Mutex);
+	int32 Count = 0;
+	const auto Range = List.ByName.equal_range(LowerName(Name));
+	for (auto It = Range.first; It != Range.second; ++It)
+	{
+		It->second->SetVerbosity(Verbosity);
+		++Count;
+	}
+	return Count;
+}
+
 std::vector<FLogCategory*> GetLogCategories()
 {
 	FLogCategoryList& List = GetCategoryList();

@@ -1,5 +1,7 @@
 #include "UObjectGlobals.h"
 
+#include "Paths.h"
+
 #include <atomic>
 
 namespace
@@ -59,4 +61,22 @@ bool FPackageName::TryConvertLongPackageNameToFilename(const std::string& LongPa
 {
 	IObjectSystem* System = Tarnwick::Host::GetObjectSystem();
 	return System && System->TryConvertLongPackageNameToFilename(LongPackageName, OutFilename);
+}
+
+bool FPackageName::TryConvertLongPackageFolderToDirectory(const std::string& PackageFolder, std::string& OutDirectory)
+{
+	static const std::string GameRoot = "/Game/";
+	if (PackageFolder.compare(0, GameRoot.size(), GameRoot) != 0) return false;
+	std::string Relative = PackageFolder.substr(GameRoot.size());
+	if (!Relative.empty() && Relative.back() != '/') Relative += '/';
+	size_t Start = 0;
+	while (Start < Relative.size())
+	{
+		const size_t End = Relative.find('/', Start);
+		const std::string Element = Relative.substr(Start, End - Start);
+		if (Element.empty() || Element == "." || Element == "..") return false;
+		Start = End + 1;
+	}
+	OutDirectory = FPaths::ProjectContentDir() + Relative;
+	return true;
 }

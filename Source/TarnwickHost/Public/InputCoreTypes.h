@@ -35,20 +35,31 @@ public:
 	/** The canonical EKeys name ("SpaceBar"), empty when invalid. */
 	const std::string& GetFName() const { return Name; }
 	/** An axis (MouseX, MouseY, MouseWheelAxis): it is moved, not pressed. */
-	bool IsAxis1D() const;
-	bool IsMouseButton() const;
-	bool IsModifierKey() const;
+	bool IsAxis1D() const { return Kind == EKind::Axis; }
+	bool IsMouseButton() const { return Kind == EKind::MouseButton; }
+	bool IsModifierKey() const { return Kind == EKind::Modifier; }
 	bool operator==(const FKey& Other) const { return Name == Other.Name; }
 	bool operator<(const FKey& Other) const { return Name < Other.Name; }
 
 private:
+	enum class EKind : uint8
+	{
+		None,
+		Keyboard,
+		Modifier,
+		MouseButton,
+		Axis,
+	};
 	std::string Name;
+	EKind Kind = EKind::None;
 };
 
 struct EKeys
 {
 	/** Every EKeys name this host knows, keyboard first, then mouse. */
 	static const std::vector<std::string>& GetAllKeyNames();
+	/** The same keys, made once. */
+	static const std::vector<FKey>& GetAllKeys();
 };
 
 /** One key event or axis movement for a player controller (the engine's FInputKeyParams). */

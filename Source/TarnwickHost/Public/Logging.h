@@ -124,8 +124,13 @@ const char* ToString(ELogVerbosity::Type Verbosity);
 
 namespace Tarnwick::Host
 {
-/** The live category of that name (compared without regard to case, as FNames are), or null. */
+/**
+ * The live category of that name (compared without regard to case, as FNames are), or null. Several files may
+ * each declare a category of the same name; SetLogCategoryVerbosity sets all of them.
+ */
 FLogCategory* FindLogCategory(std::string_view Name);
+/** Sets the verbosity of every live category of that name; returns how many there were. */
+int32 SetLogCategoryVerbosity(std::string_view Name, ELogVerbosity::Type Verbosity);
 /** Every live category, ordered by name. */
 std::vector<FLogCategory*> GetLogCategories();
 /** The verbosity of a capitalised or lower-case name ("Warning", "verbose", "VeryVerbose"); false otherwise. */

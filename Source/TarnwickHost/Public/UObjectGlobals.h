@@ -56,4 +56,10 @@ struct FPackageName
 	/** Installed through the host's object system. */
 	static bool DoesPackageExist(const std::string& LongPackageName);
 	static bool TryConvertLongPackageNameToFilename(const std::string& LongPackageName, std::string& OutFilename);
+	/**
+	 * A package folder ("/Game/Captures/Run1/") to its directory on disk ("<project>/Content/Captures/Run1/"), as the
+	 * engine converts a long package name with a trailing '/'. False when no content root on disk is mounted at its
+	 * prefix (only /Game/ is, the project's Content folder) or an element is empty, "." or "..".
+	 */
+	static bool TryConvertLongPackageFolderToDirectory(const std::string& PackageFolder, std::string& OutDirectory);
 };

@@ -85,18 +85,6 @@ bool ExecStat(FSimEditor& Editor, FSimWorld* World, const std::vector<std::strin
 	return true;
 }
 
-/** Categories the console created for names nobody declared, so that later lines and settings find them. */
-FLogCategory& FindOrAddCategory(const std::string& Name)
-{
-	if (FLogCategory* Existing = Tarnwick::Host::FindLogCategory(Name)) return *Existing;
-	static std::mutex Mutex;
-	static std::map<std::string, std::unique_ptr<FLogCategory>> Added;
-	std::lock_guard Lock(Mutex);
-	auto& Slot = Added[Lower(Name)];
-	if (!Slot) Slot = std::make_unique<FLogCategory>(Name);
-	return *Slot;
-}
-
 bool ExecLog(const std::vector<std::string>& Words, FOutputDevice& Ar)
 {
 	if (Words.size() < 2)
@@ -125,7 +113,7 @@ bool ExecLog(const std::vector<std::string>& Words, FOutputDevice& Ar)
 				ELogVerbosity::Warning);
 			return true;
 		}
-		Category->SetVerbosity(V);
+		Tarnwick::Host::SetLogCategoryVerbosity(Category->GetName(), V);
 	}
 	Print(Ar, Tarnwick::Printf("%s %s", Category->GetName().c_str(), ToString(Category->GetVerbosity())));
 	return true;
@@ -164,10 +152,21 @@ bool ExecEcho(const std::vector<std::string>& Words, const std::string& Cmd, FOu
 	std::string Text = Cmd.substr(Pos);
 	while (!Text.empty() && Text.back() == ' ') Text.pop_back();
 	if (Text.size() >= 2 && Text.front() == '"' && Text.back() == '"') Text = Text.substr(1, Text.size() - 2);
-	FLogCategory& Category = FindOrAddCategory(Words[1]);
+	FLogCategory& Category = FindOrAddLogCategory(Words[1]);
 	if (!Category.IsSuppressed(V)) GLog->Serialize(Text, V, Category.GetName());
 	return true;
 }
+}
+
+FLogCategory& FindOrAddLogCategory(const std::string& Name)
+{
+	if (FLogCategory* Existing = Tarnwick::Host::FindLogCategory(Name)) return *Existing;
+	static std::mutex Mutex;
+	static std::map<std::string, std::unique_ptr<FLogCategory>> Added;
+	std::lock_guard Lock(Mutex);
+	auto& Slot = Added[Lower(Name)];
+	if (!Slot) Slot = std::make_unique<FLogCategory>(Name);
+	return *Slot;
 }
 
 std::vector<std::string> SplitConsoleCommand(const std::string& Line)

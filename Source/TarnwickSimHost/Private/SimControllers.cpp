@@ -83,16 +83,12 @@ void SimPossess(AController* Controller, APawn* Pawn)
 
 bool SimGetCapsule(const AActor* Actor, double& OutRadius, double& OutHalfHeight)
 {
-	if (!Actor) return false;
-	for (UActorComponent* C : Actor->GetComponents())
-	{
-		const FSimObjectState* State = GetSimState(C);
-		if (!State || !State->Class->IsA("/Script/Engine.CapsuleComponent")) continue;
-		OutRadius = State->Values[static_cast<size_t>(State->Class->IndexOfName("CapsuleRadius"))].DoubleValue;
-		OutHalfHeight = State->Values[static_cast<size_t>(State->Class->IndexOfName("CapsuleHalfHeight"))].DoubleValue;
-		return true;
-	}
-	return false;
+	const FSimActorState* State = Actor ? GetActorState(const_cast<AActor*>(Actor)) : nullptr;
+	if (!State || !State->Capsule || !State->World) return false;
+	const FSimObjectRegistry::FNativeIndices& I = State->World->Registry->Indices;
+	OutRadius = State->Capsule->Values[static_cast<size_t>(I.CapsuleRadius)].DoubleValue;
+	OutHalfHeight = State->Capsule->Values[static_cast<size_t>(I.CapsuleHalfHeight)].DoubleValue;
+	return true;
 }
 
 // --- Pawns ---

@@ -1,5 +1,6 @@
 #include "SimEditor.h"
 #include "SimConsole.h"
+#include "SimGameplay.h"
 
 #include "Logging.h"
 #include "PlatformTime.h"
@@ -194,6 +195,7 @@ bool FSimEditor::StartPlayInEditor(const FRequestPlaySessionParams& Params, std:
 	GameViewport.Size = CurrentViewportClient ? CurrentViewportClient->Viewport.Size : Settings.ViewportSize;
 	GameViewportClient = std::make_unique<FSimGameViewportClient>(GameViewport, World);
 	World->GameViewportClient = GameViewportClient.get();
+	World->Gameplay = std::make_unique<FSimWorldGameplay>(*World, Settings.InputSettings);
 
 	if (!bSimulating)
 	{
@@ -234,6 +236,9 @@ void FSimEditor::FinishPIELoad()
 {
 	FSimWorld* World = PlayWorld;
 	if (!World) return;
+	// Placed pawns that want an AI controller get it before the players log in, as the engine's actors do
+	// when they are initialised for play.
+	if (World->Gameplay && !bSimulating) World->Gameplay->InitializeActorsForPlay();
 	AActor* GameMode = World->GameMode;
 	if (GameMode && !bSimulating)
 	{

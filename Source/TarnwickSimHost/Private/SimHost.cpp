@@ -1,6 +1,10 @@
 #include "SimHost.h"
+#include "SimAbilitySystem.h"
+#include "SimBlackboard.h"
 #include "SimFileUtils.h"
+#include "SimPathFollowing.h"
 
+#include "EditorPerformanceSettings.h"
 #include "GameThread.h"
 #include "Logging.h"
 #include "Paths.h"
@@ -19,6 +23,7 @@ namespace
 {
 FLogCategory LogInit("LogInit");
 FLogCategory LogEditorServer("LogEditorServer");
+FLogCategory LogInput("LogInput");
 
 double RealSeconds()
 {
@@ -143,6 +148,8 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 		if (auto V = EditorIni->GetString(Viewports, "ViewportWidth")) Settings.ViewportSize.X = std::max(0, std::atoi(V->c_str()));
 		if (auto V = EditorIni->GetString(Viewports, "ViewportHeight")) Settings.ViewportSize.Y = std::max(0, std::atoi(V->c_str()));
 	}
+	std::vector<std::string> InputProblems;
+	if (const FIniFile* InputIni = Host->Project.FindConfig("DefaultInput")) Settings.InputSettings = ParseInputSettings(*InputIni, &InputProblems);
 	if (Options.PIELoadFrames >= 0) Settings.PIELoadFrames = Options.PIELoadFrames;
 	Settings.ModalTimeoutFrames = std::max(0, Options.ModalTimeoutFrames);
 	Settings.bHiddenEditor = Options.bHiddenEditor;
@@ -166,6 +173,10 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	Tarnwick::Host::SetEditor(Host->Editor.get());
 
 	TW_LOG(LogInit, Display, "Running engine for game: %s", Host->Project.Descriptor.Name.c_str());
+	for (const std::string& Problem : InputProblems)
+	{
+		TW_LOG(LogInput, Warning, "Config/DefaultInput.ini: %s; the mapping is ignored", Problem.c_str());
+	}
 	TW_LOG(LogInit, Log, "Project file: %s%s.uproject", Host->Project.Dir.c_str(), Host->Project.Descriptor.Name.c_str());
 	if (Options.ClockMode == ESimClockMode::Virtual)
 	{
@@ -271,8 +282,12 @@ void FSimHost::StepFrame()
 		// As in the engine loop, the core ticker runs after the worlds have ticked: a ticker sees this frame's
 		// state, and a step that unpauses the game and re-pauses it N ticks later lets exactly N frames play.
 		FTSTicker::GetCoreTicker().Tick(static_cast<float>(Delta));
-		Editor->DrawViewports(Frame);
-		DrawStats = Editor->GetLastDrawStats();
+		// A backgrounded editor that saves CPU draws nothing, as the engine's does.
+		if (!IsThrottled())
+		{
+			Editor->DrawViewports(Frame);
+			DrawStats = Editor->GetLastDrawStats();
+		}
 		Quiescence->Tick();
 	}
 	const double GameThreadSeconds = RealSeconds() - WorkStart;
@@ -291,6 +306,11 @@ void FSimHost::StepFrame()
 		CsvProfiler->EndFrame(Stats);
 	}
 	Trace->OnFrameEnd(Frame);
+}
+
+bool FSimHost::IsThrottled() const
+{
+	return !bHasFocus && UEditorPerformanceSettings::GetMutableDefault()->bThrottleCPUWhenNotForeground;
 }
 
 void FSimHost::StepFrames(int32 Count)
@@ -322,12 +342,11 @@ void FSimHost::Run(const std::function<bool()>& ShouldStop)
 		while (!ShouldStop()) StepFrame();
 		return;
 	}
-	const double Period = 1.0 / Options.TargetFrameRate;
 	double Next = RealSeconds();
 	while (!ShouldStop())
 	{
 		StepFrame();
-		Next += Period;
+		Next += 1.0 / (IsThrottled() ? std::min(BackgroundFrameRate, Options.TargetFrameRate) : Options.TargetFrameRate);
 		double Now = RealSeconds();
 		if (Now > Next + 0.25) Next = Now;
 		while (!ShouldStop() && Now < Next)
@@ -379,6 +398,13 @@ FSimJson FSimHost::DumpState() const
 				CJ["class"] = C->GetClass()->GetPathName();
 				CJ["properties"] = DumpObjectValues(C);
 				if (UObject* Anim = SimGetObjectProperty(C, "AnimScriptInstance")) CJ["anim_instance"] = DumpObjectValues(Anim);
+				if (const auto* Asc = dynamic_cast<const FSimAbilitySystemComponent*>(C)) CJ["attributes"] = Asc->Describe();
+				if (const auto* Blackboard = dynamic_cast<const FSimBlackboardComponent*>(C)) CJ["blackboard"] = Blackboard->Describe();
+				if (const auto* Follow = dynamic_cast<const FSimPathFollowingComponent*>(C))
+				{
+					CJ["path_following"] = {{"status", ::LexToString(Follow->Status)}, {"next", Follow->NextIndex},
+						{"points", Follow->Path.size()}, {"last_result", ::LexToString(Follow->LastResult)}};
+				}
 				Components.push_back(std::move(CJ));
 			}
 			A["components"] = std::move(Components);

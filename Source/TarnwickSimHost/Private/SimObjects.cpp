@@ -1,5 +1,9 @@
 #include "SimObjects.h"
+#include "SimAbilitySystem.h"
+#include "SimBlackboard.h"
 #include "SimFileUtils.h"
+#include "SimGameplay.h"
+#include "SimNavigationSystem.h"
 #include "SimPathFollowing.h"
 
 #include "Logging.h"
@@ -36,6 +40,31 @@ void RemapValue(FPropertyValue& Value, const std::unordered_map<const UObject*, 
 	}
 	for (auto& Field : Value.Fields) RemapValue(Field.Value, Map);
 	for (auto& Element : Value.Elements) RemapValue(Element, Map);
+}
+
+void SetMeshBounds(UObject* Mesh, const FVector& Extent)
+{
+	FSimObjectState& State = AsSim(Mesh)->GetSimState();
+	State.Values[static_cast<size_t>(State.Class->IndexOfName("BoundsExtent"))] = FPropertyValue::MakeVector(Extent);
+}
+
+/** Events of Base followed by those of Extra. */
+std::shared_ptr<const FSimEventGraph> CombineGraphs(const std::shared_ptr<const FSimEventGraph>& Base, const std::shared_ptr<const FSimEventGraph>& Extra)
+{
+	if (!Base) return Extra;
+	if (!Extra) return Base;
+	auto Out = std::make_shared<FSimEventGraph>(*Base);
+	Out->Events.insert(Out->Events.end(), Extra->Events.begin(), Extra->Events.end());
+	return Out;
+}
+
+FSimAbilitySystemComponent* FindAbilitySystem(const FSimActorState& State)
+{
+	for (UActorComponent* C : State.Components)
+	{
+		if (auto* Asc = dynamic_cast<FSimAbilitySystemComponent*>(C)) return Asc;
+	}
+	return nullptr;
 }
 
 const char* ShortClassName(const std::string& Path)
@@ -129,8 +158,20 @@ int32 FSimClass::IndexOf(const FProperty* Property) const
 
 int32 FSimClass::IndexOfName(std::string_view Name) const
 {
-	const auto It = IndexByLowerName.find(ToLower(Name));
+	const auto It = IndexByLowerName.find(Name);
 	return It == IndexByLowerName.end() ? -1 : It->second;
+}
+
+bool FSimClass::FNoCaseLess::operator()(std::string_view A, std::string_view B) const
+{
+	const size_t N = std::min(A.size(), B.size());
+	for (size_t I = 0; I < N; ++I)
+	{
+		const int CA = std::tolower(static_cast<unsigned char>(A[I]));
+		const int CB = std::tolower(static_cast<unsigned char>(B[I]));
+		if (CA != CB) return CA < CB;
+	}
+	return A.size() < B.size();
 }
 
 bool FSimClass::AddProperty(FProperty Property)
@@ -159,6 +200,11 @@ UClass* FSimBlueprint::GetGeneratedClass() const { return GeneratedClass; }
 UClass* FSimBlueprint::GetParentClass() const { return ParentClass; }
 
 // --- FSimWorld ---
+
+FSimWorld::FSimWorld() : NavigationSystem(std::make_unique<FSimNavigationSystem>(*this)) {}
+FSimWorld::~FSimWorld() = default;
+
+UNavigationSystemV1* FSimWorld::GetNavigationSystem() const { return NavigationSystem.get(); }
 
 std::string FSimWorld::GetPackageName() const { return Package ? Package->GetName() : std::string(); }
 
@@ -225,6 +271,8 @@ double FSimWorld::SetGlobalTimeDilation(double Dilation)
 
 void FSimWorld::Tick(double RealDeltaSeconds)
 {
+	// Navigation regenerates in every world, playing or not (the editor's, too).
+	if (NavigationSystem && !bTearingDown) NavigationSystem->TickWorld();
 	if (!bBegunPlay || bTearingDown || bBeganPlayThisFrame)
 	{
 		bBeganPlayThisFrame = false;
@@ -234,14 +282,7 @@ void FSimWorld::Tick(double RealDeltaSeconds)
 	RealTimeSeconds += RealDeltaSeconds;
 	DeltaSeconds = bPaused ? 0.0 : RealDeltaSeconds * GetGlobalTimeDilation();
 	TimeSeconds += DeltaSeconds;
-	if (DeltaSeconds <= 0.0) return;
-	for (AActor* A : Actors)
-	{
-		FSimActorState* S = GetActorState(A);
-		if (!S || !S->Movement || A->IsPendingKill()) continue;
-		const FVector V = SimActorGetVelocity(*S);
-		S->Location = FVector(S->Location.X + V.X * DeltaSeconds, S->Location.Y + V.Y * DeltaSeconds, S->Location.Z + V.Z * DeltaSeconds);
-	}
+	if (Gameplay) Gameplay->Tick(DeltaSeconds);
 }
 
 void FSimWorld::BeginPlay()
@@ -252,6 +293,7 @@ void FSimWorld::BeginPlay()
 	}
 	bBegunPlay = true;
 	bBeganPlayThisFrame = true;
+	if (Gameplay) Gameplay->BeginPlay();
 }
 
 // --- FSimObjectRegistry ---
@@ -440,6 +482,17 @@ void FSimObjectRegistry::BuildNativeClasses()
 	CharacterMovementClass = ByPath.at("/Script/Engine.CharacterMovementComponent");
 	BlueprintGeneratedClassClass = ByPath.at("/Script/Engine.BlueprintGeneratedClass");
 	AnimBlueprintGeneratedClassClass = ByPath.at("/Script/Engine.AnimBlueprintGeneratedClass");
+	StaticMeshComponentClass = ByPath.at("/Script/Engine.StaticMeshComponent");
+	CapsuleComponentClass = ByPath.at("/Script/Engine.CapsuleComponent");
+	NavMeshBoundsVolumeClass = ByPath.at("/Script/NavigationSystem.NavMeshBoundsVolume");
+	StaticMeshClass = ByPath.at("/Script/Engine.StaticMesh");
+	Indices.StaticMesh = StaticMeshComponentClass->IndexOfName("StaticMesh");
+	Indices.RelativeLocation = StaticMeshComponentClass->IndexOfName("RelativeLocation");
+	Indices.RelativeRotation = StaticMeshComponentClass->IndexOfName("RelativeRotation");
+	Indices.RelativeScale3D = StaticMeshComponentClass->IndexOfName("RelativeScale3D");
+	Indices.MeshBoundsExtent = StaticMeshClass->IndexOfName("BoundsExtent");
+	Indices.CapsuleRadius = CapsuleComponentClass->IndexOfName("CapsuleRadius");
+	Indices.CapsuleHalfHeight = CapsuleComponentClass->IndexOfName("CapsuleHalfHeight");
 }
 
 FSimClass* FSimObjectRegistry::FindClass(const std::string& ClassPath) const
@@ -602,6 +655,7 @@ UObject* FSimObjectRegistry::LoadEngineContent(const std::string& PackageName)
 		UObject* Package = Create<FSimObject>(PackageClass, nullptr, S.Package);
 		Register(Package, true);
 		UObject* Mesh = NewObject(FindClass("/Script/Engine.StaticMesh"), Package, FPackageName::GetShortName(S.Package));
+		SetMeshBounds(Mesh, FVector(S.Extent[0], S.Extent[1], S.Extent[2]));
 		Register(Mesh, true);
 		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{FVector(S.Extent[0], S.Extent[1], S.Extent[2]), std::nullopt};
 		return Package;
@@ -682,6 +736,34 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 	if (!Doc) return Fail(Error, 0);
 
 	const std::string AssetName = FPackageName::GetShortName(PackageName);
+	if (Doc->Type == EAssetDocumentType::BlackboardData)
+	{
+		UObject* Package = Create<FSimObject>(PackageClass, nullptr, PackageName);
+		Register(Package, true);
+		auto* Data = Create<FSimBlackboardData>(FindClass("/Script/AIModule.BlackboardData"), Package, AssetName);
+		Data->Keys = Doc->BlackboardKeys;
+		Register(Data, true);
+		return Package;
+	}
+	if (Doc->Type == EAssetDocumentType::DataAsset)
+	{
+		// The asset's class first (a Blueprint class loads its package); it must be a DataAsset.
+		std::string Why;
+		FSimClass* Class = dynamic_cast<FSimClass*>(LoadClass(Doc->DataAssetClass, &Why));
+		if (!Class) return Fail(Tarnwick::Printf("Class '%s' cannot be used: %s", Doc->DataAssetClass.c_str(), Why.c_str()), 0);
+		if (!Class->IsA("/Script/Engine.DataAsset"))
+		{
+			return Fail(Tarnwick::Printf("Class %s is not a DataAsset class (it must derive from /Script/Engine.DataAsset)", Doc->DataAssetClass.c_str()), 0);
+		}
+		const uint64 Since = NextSerial;
+		UObject* Package = Create<FSimObject>(PackageClass, nullptr, PackageName);
+		Register(Package, true);
+		UObject* Asset = NewObject(Class, Package, AssetName);
+		Register(Asset, true);
+		std::string Error2;
+		if (!ApplyJsonProperties(Asset, Doc->DataAssetProperties, nullptr, &Error2)) return Fail("Properties: " + Error2, Since);
+		return Package;
+	}
 	if (Doc->Type == EAssetDocumentType::StaticMesh || Doc->Type == EAssetDocumentType::SkeletalMesh)
 	{
 		const uint64 Since = NextSerial;
@@ -689,6 +771,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		Register(Package, true);
 		UObject* Mesh = NewObject(FindClass(Doc->Type == EAssetDocumentType::StaticMesh ? "/Script/Engine.StaticMesh" : "/Script/Engine.SkeletalMesh"),
 			Package, AssetName);
+		SetMeshBounds(Mesh, Doc->BoundsExtent);
 		Register(Mesh, true);
 		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{Doc->BoundsExtent, Doc->Color};
 		(void)Since;
@@ -810,6 +893,20 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 		}
 		Template->Values = std::move(Scratch.State.Values);
 	}
+	if (Doc->EventGraph && !Class->IsChildOf(ActorClass)) return Fail("EventGraph: only actor Blueprints run an event graph", Since);
+	Class->EventGraph = CombineGraphs(Parent->EventGraph, Doc->EventGraph);
+	Class->AttributeSets = MergeAttributeSets(Parent->AttributeSets, Doc->AttributeSets);
+	if (!Class->AttributeSets.empty())
+	{
+		const bool bHasAsc = std::any_of(Class->Components.begin(), Class->Components.end(),
+			[](const FSimComponentTemplate& T) { return T.Class->IsA("/Script/GameplayAbilities.AbilitySystemComponent"); });
+		if (!bHasAsc)
+		{
+			return Fail(Tarnwick::Printf("AttributeSets: %s has no AbilitySystemComponent to hold them (add one under \"Components\")",
+							Class->GetName().c_str()),
+				Since);
+		}
+	}
 	LoadedBlueprints.push_back(BP);
 	for (const std::string& E : BP->CompileErrors)
 	{
@@ -843,6 +940,18 @@ UActorComponent* FSimObjectRegistry::CreateComponent(FSimClass* Class, UObject* 
 		C->Owner = Owner;
 		return C;
 	}
+	if (Class->IsA("/Script/AIModule.BlackboardComponent"))
+	{
+		auto* C = Create<FSimBlackboardComponent>(Class, Outer, Name);
+		C->Owner = Owner;
+		return C;
+	}
+	if (Class->IsA("/Script/GameplayAbilities.AbilitySystemComponent"))
+	{
+		auto* C = Create<FSimAbilitySystemComponent>(Class, Outer, Name);
+		C->Owner = Owner;
+		return C;
+	}
 	auto* C = Create<FSimComponent>(Class, Outer, Name);
 	C->Owner = Owner;
 	return C;
@@ -858,6 +967,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 	else Actor = Create<FSimActor>(Class, World->Level, Name);
 	FSimActorState& State = *GetActorState(Actor);
 	State.World = World;
+	State.Self = Actor;
+	State.Values = &AsSim(Actor)->GetSimState();
+	State.bIsPawn = Cast<APawn>(Actor) != nullptr;
+	State.bIsPlayerController = dynamic_cast<FSimPlayerController*>(Actor) != nullptr;
+	State.bIsAIController = dynamic_cast<FSimAIController*>(Actor) != nullptr;
 	State.Label = Class->DisplayName;
 	FSimObjectState& ActorValues = AsSim(Actor)->GetSimState();
 	for (const FSimComponentTemplate& T : Class->Components)
@@ -866,6 +980,9 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 		FSimObjectState& CState = AsSim(C)->GetSimState();
 		CState.Values = T.Values;
 		State.Components.push_back(C);
+		State.ComponentStates.push_back(&CState);
+		if (!State.Capsule && T.Class->IsChildOf(CapsuleComponentClass)) State.Capsule = &CState;
+		if (T.Class->IsChildOf(StaticMeshComponentClass)) State.bHasStaticMeshComponent = true;
 		if (!State.Root && T.Class->IsA("/Script/Engine.SceneComponent")) State.Root = C;
 		if (!State.Movement && T.Class->IsChildOf(CharacterMovementClass))
 		{
@@ -879,7 +996,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 			if (Index >= 0) ActorValues.Values[static_cast<size_t>(Index)].ObjectValue = FWeakObjectPtr(C);
 		}
 	}
+	State.EventGraph = Class->EventGraph;
+	State.AbilitySystem = FindAbilitySystem(State);
+	if (!Class->AttributeSets.empty() && State.AbilitySystem) State.AbilitySystem->InitAttributes(Class->AttributeSets);
 	World->Actors.push_back(Actor);
+	World->ActorStates.push_back(&State);
 	return Actor;
 }
 
@@ -931,6 +1052,7 @@ AActor* FSimObjectRegistry::SpawnActor(FSimWorld* World, FSimClass* Class, const
 	State.Scale = Params.Scale;
 	CreateAnimInstances(Actor);
 	if (World->bBegunPlay) State.bBegunPlay = true;
+	if (World->Gameplay) World->Gameplay->OnActorSpawned(Actor);
 	return Actor;
 }
 
@@ -959,6 +1081,7 @@ bool FSimObjectRegistry::DestroyActor(FSimWorld* World, AActor* Actor)
 	if (Actor == World->GameMode) World->GameMode = nullptr;
 	DestroyObject(Actor);
 	std::erase(World->Actors, Actor);
+	std::erase(World->ActorStates, State);
 	return true;
 }
 
@@ -1078,7 +1201,16 @@ FSimWorld* FSimObjectRegistry::LoadMapWorld(const std::string& LongPackageName, 
 			if (InstanceIndex >= 0) DestroyObject(CState.Values[static_cast<size_t>(InstanceIndex)].ObjectValue.Get());
 		}
 		CreateAnimInstances(Actor);
+		State.EventGraph = CombineGraphs(State.EventGraph, A.EventGraph);
+		if (!A.AttributeSets.empty())
+		{
+			FSimAbilitySystemComponent* Asc = FindAbilitySystem(State);
+			if (!Asc) return FailRollback(Where + Tarnwick::Printf("AttributeSets: %s has no AbilitySystemComponent to hold them", A.ClassPath.c_str()));
+			Asc->InitAttributes(MergeAttributeSets(AsSim(Actor)->GetSimState().Class->AttributeSets, A.AttributeSets));
+		}
 	}
+	// A map saved with built navigation opens with its navmesh.
+	if (Doc->bNavigationBuilt) World->NavigationSystem->Build();
 	LastMap = std::move(*Doc);
 	return World;
 }
@@ -1113,9 +1245,11 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 		To.Scale = From.Scale;
 		AsSim(Copy)->GetSimState().Values = AsSim(SourceActor)->GetSimState().Values;
 		Map[SourceActor] = Copy;
+		To.EventGraph = From.EventGraph;
 		for (size_t I = 0; I < From.Components.size() && I < To.Components.size(); ++I)
 		{
 			AsSim(To.Components[I])->GetSimState().Values = AsSim(From.Components[I])->GetSimState().Values;
+			AsSim(To.Components[I])->CopyGameplayStateFrom(*AsSim(From.Components[I]));
 			Map[From.Components[I]] = To.Components[I];
 		}
 		Pairs.emplace_back(SourceActor, Copy);
@@ -1133,6 +1267,7 @@ FSimWorld* FSimObjectRegistry::DuplicateWorldForPIE(FSimWorld* Source, int32 PIE
 		CreateAnimInstances(Copy);
 	}
 	for (FPropertyValue& V : AsSim(World->WorldSettings)->GetSimState().Values) RemapValue(V, Map);
+	World->NavigationSystem->CopyFrom(*Source->NavigationSystem);
 	return World;
 }
 
@@ -1155,6 +1290,7 @@ void FSimObjectRegistry::DestroyWorld(FSimWorld* World)
 	}
 	for (auto It = Inner.rbegin(); It != Inner.rend(); ++It) DestroyObject(*It);
 	World->Actors.clear();
+	World->ActorStates.clear();
 	DestroyObject(Package);
 }
 }

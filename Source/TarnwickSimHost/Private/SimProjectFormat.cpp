@@ -2,6 +2,7 @@
 
 #include "Printf.h"
 
+#include <cctype>
 #include <cmath>
 #include <initializer_list>
 
@@ -10,14 +11,40 @@ namespace Tarnwick::Sim
 namespace
 {
 
+/** How deep a project document may nest; deeper values would recurse that deep when they are copied. */
+constexpr size_t MaxDocumentNesting = 256;
+
 std::optional<FSimJson> ParseJsonText(const std::string& Text, std::string& OutWhat)
 {
+	// Counted before parsing, on the raw text (brackets inside strings do not count).
+	size_t Depth = 0;
+	bool bInString = false;
+	for (size_t I = 0; I < Text.size(); ++I)
+	{
+		const char C = Text[I];
+		if (bInString)
+		{
+			if (C == '\\') ++I;
+			else if (C == '"') bInString = false;
+		}
+		else if (C == '"') bInString = true;
+		else if (C == '[' || C == '{')
+		{
+			if (++Depth > MaxDocumentNesting)
+			{
+				OutWhat = Tarnwick::Printf("not valid JSON (arrays and objects nest deeper than %zu levels)", MaxDocumentNesting);
+				return std::nullopt;
+			}
+		}
+		else if ((C == ']' || C == '}') && Depth > 0) --Depth;
+	}
 	try
 	{
 		return FSimJson::parse(Text);
 	}
-	catch (const FSimJson::parse_error& E)
+	catch (const FSimJson::exception& E)
 	{
+		// Every way parsing can fail, a number too large for a double included (that one is not a parse_error).
 		std::string Message = E.what();
 		const size_t Close = Message.find("] ");
 		if (Message.rfind("[json.exception", 0) == 0 && Close != std::string::npos) Message = Message.substr(Close + 2);
@@ -306,7 +333,7 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 	std::optional<FSimJson> Json = ParseJsonText(Text, What);
 	if (!Json) return Failed<FMapDocument>(FileLabel, What, OutError);
 	if (!Json->is_object()) return Failed<FMapDocument>(FileLabel, "a map document must be a JSON object", OutError);
-	if (!CheckKeys(*Json, {"Type", "WorldSettings", "StreamingLevels", "WorldPartition", "Actors"}, "", What))
+	if (!CheckKeys(*Json, {"Type", "WorldSettings", "StreamingLevels", "WorldPartition", "Navigation", "Actors"}, "", What))
 	{
 		return Failed<FMapDocument>(FileLabel, What, OutError);
 	}
@@ -328,6 +355,16 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 		if (!ReadInt(*WP, "StreamingFrames", Out.WorldPartitionStreamingFrames, 0, "WorldPartition: ", What))
 		{
 			return Failed<FMapDocument>(FileLabel, What, OutError);
+		}
+	}
+	if (const auto Nav = Json->find("Navigation"); Nav != Json->end())
+	{
+		if (!Nav->is_object()) return Failed<FMapDocument>(FileLabel, "\"Navigation\" must be an object", OutError);
+		if (!CheckKeys(*Nav, {"Built"}, "Navigation: ", What)) return Failed<FMapDocument>(FileLabel, What, OutError);
+		if (const auto Built = Nav->find("Built"); Built != Nav->end())
+		{
+			if (!Built->is_boolean()) return Failed<FMapDocument>(FileLabel, "Navigation: \"Built\" must be true or false", OutError);
+			Out.bNavigationBuilt = Built->get<bool>();
 		}
 	}
 	if (const auto Levels = Json->find("StreamingLevels"); Levels != Json->end())
@@ -356,7 +393,9 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 		std::string Where = Tarnwick::Printf("Actors[%d]: ", static_cast<int>(I));
 		if (!A.is_object()) return Failed<FMapDocument>(FileLabel, Where + "must be an object", OutError);
 		FActorDocument Actor;
-		if (!CheckKeys(A, {"Name", "Class", "Label", "Folder", "Location", "Rotation", "Scale", "Properties", "Components"}, Where, What) ||
+		if (!CheckKeys(A, {"Name", "Class", "Label", "Folder", "Location", "Rotation", "Scale", "Properties", "Components", "EventGraph",
+				"AttributeSets"},
+				Where, What) ||
 			!ReadString(A, "Name", Actor.Name, true, Where, What))
 		{
 			return Failed<FMapDocument>(FileLabel, What, OutError);
@@ -378,6 +417,18 @@ std::optional<FMapDocument> ParseMapDocument(const std::string& Text, const std:
 		{
 			return Failed<FMapDocument>(FileLabel, What, OutError);
 		}
+		if (const auto Graph = A.find("EventGraph"); Graph != A.end())
+		{
+			std::optional<FSimEventGraph> Parsed = ParseEventGraph(*Graph, &What);
+			if (!Parsed) return Failed<FMapDocument>(FileLabel, Where + What, OutError);
+			Actor.EventGraph = std::make_shared<const FSimEventGraph>(std::move(*Parsed));
+		}
+		if (const auto Sets = A.find("AttributeSets"); Sets != A.end())
+		{
+			std::optional<std::vector<FSimAttributeSetDef>> Parsed = ParseAttributeSets(*Sets, &What);
+			if (!Parsed) return Failed<FMapDocument>(FileLabel, Where + "AttributeSets: " + What, OutError);
+			Actor.AttributeSets = std::move(*Parsed);
+		}
 		if (Actor.Label.empty()) Actor.Label = Actor.Name;
 		Actor.Location = FVector(L[0], L[1], L[2]);
 		Actor.Rotation = FRotator(R[0], R[1], R[2]);
@@ -395,8 +446,24 @@ const char* LexToString(EAssetDocumentType Type)
 	case EAssetDocumentType::AnimBlueprint: return "AnimBlueprint";
 	case EAssetDocumentType::StaticMesh: return "StaticMesh";
 	case EAssetDocumentType::SkeletalMesh: return "SkeletalMesh";
+	case EAssetDocumentType::BlackboardData: return "BlackboardData";
+	case EAssetDocumentType::DataAsset: return "DataAsset";
 	}
 	return "Blueprint";
+}
+
+std::optional<EBlackboardKeyType> ParseBlackboardKeyType(const std::string& Name)
+{
+	static const EBlackboardKeyType Types[] = {EBlackboardKeyType::Float, EBlackboardKeyType::Int, EBlackboardKeyType::Enum,
+		EBlackboardKeyType::Bool, EBlackboardKeyType::String, EBlackboardKeyType::Name, EBlackboardKeyType::Vector,
+		EBlackboardKeyType::Rotator, EBlackboardKeyType::Object};
+	std::string Lower = Name;
+	for (char& C : Lower) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
+	for (EBlackboardKeyType T : Types)
+	{
+		if (Lower == LexToString(T)) return T;
+	}
+	return std::nullopt;
 }
 
 std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const std::string& FileLabel, std::string* OutError)
@@ -410,7 +477,7 @@ std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const 
 	FAssetDocument Out;
 	bool bKnown = false;
 	for (EAssetDocumentType T : {EAssetDocumentType::Blueprint, EAssetDocumentType::AnimBlueprint, EAssetDocumentType::StaticMesh,
-			 EAssetDocumentType::SkeletalMesh})
+			 EAssetDocumentType::SkeletalMesh, EAssetDocumentType::BlackboardData, EAssetDocumentType::DataAsset})
 	{
 		if (Type == LexToString(T))
 		{
@@ -421,7 +488,9 @@ std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const 
 	if (!bKnown)
 	{
 		return Failed<FAssetDocument>(FileLabel,
-			Tarnwick::Printf("unknown asset \"Type\" \"%s\" (expected Blueprint, AnimBlueprint, StaticMesh or SkeletalMesh)", Type.c_str()),
+			Tarnwick::Printf("unknown asset \"Type\" \"%s\" (expected Blueprint, AnimBlueprint, StaticMesh, SkeletalMesh, BlackboardData or "
+							 "DataAsset)",
+				Type.c_str()),
 			OutError);
 	}
 	if (Out.Type == EAssetDocumentType::StaticMesh || Out.Type == EAssetDocumentType::SkeletalMesh)
@@ -435,8 +504,73 @@ std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const 
 		Out.BoundsExtent = FVector(E[0], E[1], E[2]);
 		return Out;
 	}
+	if (Out.Type == EAssetDocumentType::BlackboardData)
+	{
+		if (!CheckKeys(*Json, {"Type", "Keys"}, "", What)) return Failed<FAssetDocument>(FileLabel, What, OutError);
+		const auto Keys = Json->find("Keys");
+		if (Keys == Json->end() || !Keys->is_array()) return Failed<FAssetDocument>(FileLabel, "\"Keys\" must be an array of {\"Name\", \"Type\"}", OutError);
+		for (size_t I = 0; I < Keys->size(); ++I)
+		{
+			const FSimJson& K = (*Keys)[I];
+			std::string Where = Tarnwick::Printf("Keys[%d]: ", static_cast<int>(I));
+			if (!K.is_object()) return Failed<FAssetDocument>(FileLabel, Where + "must be an object", OutError);
+			FBlackboardKeyDocument Key;
+			std::string TypeName;
+			if (!CheckKeys(K, {"Name", "Type", "Values"}, Where, What) || !ReadString(K, "Name", Key.Name, true, Where, What))
+			{
+				return Failed<FAssetDocument>(FileLabel, What, OutError);
+			}
+			if (!IsValidObjectName(Key.Name)) return Failed<FAssetDocument>(FileLabel, Where + "\"Name\" is not a valid key name", OutError);
+			Where = Tarnwick::Printf("Keys[%d] (%s): ", static_cast<int>(I), Key.Name.c_str());
+			for (const FBlackboardKeyDocument& Earlier : Out.BlackboardKeys)
+			{
+				if (Earlier.Name == Key.Name) return Failed<FAssetDocument>(FileLabel, Where + "an earlier key has the same name", OutError);
+			}
+			if (!ReadString(K, "Type", TypeName, true, Where, What)) return Failed<FAssetDocument>(FileLabel, What, OutError);
+			const std::optional<EBlackboardKeyType> KeyType = ParseBlackboardKeyType(TypeName);
+			if (!KeyType)
+			{
+				return Failed<FAssetDocument>(FileLabel,
+					Where + Tarnwick::Printf("unknown key \"Type\" \"%s\" (expected Float, Int, Enum, Bool, String, Name, Vector, Rotator or Object)",
+								TypeName.c_str()),
+					OutError);
+			}
+			Key.Type = *KeyType;
+			const auto Values = K.find("Values");
+			if (Key.Type == EBlackboardKeyType::Enum)
+			{
+				if (Values == K.end() || !Values->is_array() || Values->empty() || Values->size() > 255)
+				{
+					return Failed<FAssetDocument>(FileLabel, Where + "an Enum key needs \"Values\": an array of 1 to 255 value names", OutError);
+				}
+				for (const FSimJson& V : *Values)
+				{
+					if (!V.is_string() || V.get<std::string>().empty())
+					{
+						return Failed<FAssetDocument>(FileLabel, Where + "\"Values\" must hold non-empty strings", OutError);
+					}
+					Key.EnumValues.push_back(V.get<std::string>());
+				}
+			}
+			else if (Values != K.end())
+			{
+				return Failed<FAssetDocument>(FileLabel, Where + "only Enum keys have \"Values\"", OutError);
+			}
+			Out.BlackboardKeys.push_back(std::move(Key));
+		}
+		return Out;
+	}
+	if (Out.Type == EAssetDocumentType::DataAsset)
+	{
+		if (!CheckKeys(*Json, {"Type", "Class", "Properties"}, "", What) || !ReadString(*Json, "Class", Out.DataAssetClass, true, "", What) ||
+			!ReadObject(*Json, "Properties", Out.DataAssetProperties, "", What))
+		{
+			return Failed<FAssetDocument>(FileLabel, What, OutError);
+		}
+		return Out;
+	}
 	if (!CheckKeys(*Json, {"Type", "ParentClass", "Status", "DisplayCompilePIEWarning", "CompileErrors", "Variables", "Components",
-			"Defaults", "ComponentDefaults"},
+			"Defaults", "ComponentDefaults", "EventGraph", "AttributeSets"},
 			"", What) ||
 		!ReadString(*Json, "ParentClass", Out.ParentClass, true, "", What) || !ReadObject(*Json, "Defaults", Out.Defaults, "", What) ||
 		!ReadComponentTable(*Json, "ComponentDefaults", Out.ComponentDefaults, "", What))
@@ -504,6 +638,18 @@ std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const 
 			if (!IsValidObjectName(Comp.Name)) return Failed<FAssetDocument>(FileLabel, Where + "\"Name\" is not a valid object name", OutError);
 			Out.AddedComponents.push_back(std::move(Comp));
 		}
+	}
+	if (const auto Graph = Json->find("EventGraph"); Graph != Json->end())
+	{
+		std::optional<FSimEventGraph> Parsed = ParseEventGraph(*Graph, &What);
+		if (!Parsed) return Failed<FAssetDocument>(FileLabel, What, OutError);
+		Out.EventGraph = std::make_shared<const FSimEventGraph>(std::move(*Parsed));
+	}
+	if (const auto Sets = Json->find("AttributeSets"); Sets != Json->end())
+	{
+		std::optional<std::vector<FSimAttributeSetDef>> Parsed = ParseAttributeSets(*Sets, &What);
+		if (!Parsed) return Failed<FAssetDocument>(FileLabel, "AttributeSets: " + What, OutError);
+		Out.AttributeSets = std::move(*Parsed);
 	}
 	return Out;
 }

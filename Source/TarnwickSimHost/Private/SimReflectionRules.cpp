@@ -24,6 +24,7 @@ const std::vector<FEnumDesc>& GetEnums()
 		{"EAutoReceiveInput", {{"Disabled", 0}, {"Player0", 1}, {"Player1", 2}, {"Player2", 3}, {"Player3", 4}}},
 		{"EAutoPossessAI", {{"Disabled", 0}, {"PlacedInWorld", 1}, {"Spawned", 2}, {"PlacedInWorldOrSpawned", 3}}},
 		{"ECameraProjectionMode", {{"Perspective", 0}, {"Orthographic", 1}}},
+		{"EAnimationMode", {{"AnimationBlueprint", 0}, {"AnimationSingleNode", 1}, {"AnimationCustomMode", 2}}},
 	};
 	return Enums;
 }

@@ -23,6 +23,12 @@ namespace Tarnwick::Sim
 {
 class FSimEditor;
 
+/**
+ * The live category of that name, or one made now for a name nobody declared (kept for the life of the process),
+ * so that lines written under it and "log <Category> <Verbosity>" find the same category.
+ */
+FLogCategory& FindOrAddLogCategory(const std::string& Name);
+
 /** Splits a command line into words at blanks; "double-quoted text" stays one word, without its quotes. */
 std::vector<std::string> SplitConsoleCommand(const std::string& Line);
 

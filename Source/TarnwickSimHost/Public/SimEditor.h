@@ -14,6 +14,7 @@
 #include "Editor.h"
 #include "ModalHooks.h"
 #include "SimObjects.h"
+#include "SimPlayerInput.h"
 #include "SimQuiescence.h"
 #include "SimRenderScene.h"
 #include "SimViewport.h"
@@ -37,6 +38,8 @@ struct FSimEditorSettings
 	int32 ModalTimeoutFrames = 0;
 	/** An editor without a visible window: its viewports keep their sizes but are never drawn. */
 	bool bHiddenEditor = false;
+	/** The project's input mappings (Config/DefaultInput.ini). */
+	FSimInputSettings InputSettings;
 };
 
 class FSimEditor final : public UEditorEngine

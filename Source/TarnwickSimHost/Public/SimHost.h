@@ -129,6 +129,13 @@ public:
 	const FSimHostOptions& GetOptions() const { return Options; }
 	void SetHasFocus(bool bFocus) { bHasFocus = bFocus; }
 	/**
+	 * Without the user's focus and with the editor's "Use Less CPU when in Background" preference
+	 * (UEditorPerformanceSettings::bThrottleCPUWhenNotForeground) the editor draws no viewports and, in real-time
+	 * mode, runs BackgroundFrameRate frames per second.
+	 */
+	bool IsThrottled() const;
+	static constexpr double BackgroundFrameRate = 3.0;
+	/**
 	 * A JSON dump of the observable state (worlds, actors with transforms, components and property values,
 	 * loaded Blueprints, the frame counter and clock), used to compare runs.
 	 */

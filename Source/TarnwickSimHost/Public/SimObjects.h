@@ -60,6 +60,8 @@ public:
 	virtual UObject* AsObject() = 0;
 	/** Marks the object pending kill: weak handles answer null from now on. */
 	virtual void MarkPendingKill() = 0;
+	/** Takes over the C++ state beyond reflected values (attributes, blackboard keys) when a world is duplicated. */
+	virtual void CopyGameplayStateFrom(ISimObject& /*Source*/) {}
 };
 
 ISimObject* AsSim(UObject* Object);
@@ -140,11 +142,21 @@ public:
 	UObject* DefaultObject = nullptr;
 	std::vector<FSimComponentTemplate> Components;
 	FSimBlueprint* GeneratedBy = nullptr;
+	/** Events every instance runs (a Blueprint parent's first); null when there are none. */
+	std::shared_ptr<const FSimEventGraph> EventGraph;
+	/** Attribute sets of the class's ability system component (over a Blueprint parent's). */
+	std::vector<FSimAttributeSetDef> AttributeSets;
 
 private:
 	std::deque<FProperty> OwnProperties;
 	std::vector<const FProperty*> AllProperties;
-	std::map<std::string, int32> IndexByLowerName;
+	/** Names compare without regard to case, without making lower-case copies (lookups are frequent). */
+	struct FNoCaseLess
+	{
+		using is_transparent = void;
+		bool operator()(std::string_view A, std::string_view B) const;
+	};
+	std::map<std::string, int32, FNoCaseLess> IndexByLowerName;
 	std::unordered_map<const FProperty*, int32> IndexByProperty;
 
 	friend class FSimObjectRegistry;
@@ -185,8 +197,6 @@ class FSimComponent final : public TSimComponent<UActorComponent>
 {
 };
 
-class FSimEventGraph;
-
 /** What an event of an actor's event graph has done so far (one per event, in graph order). */
 struct FSimGraphEventState
 {
@@ -196,16 +206,30 @@ struct FSimGraphEventState
 	double NextTime = 0.0;
 };
 
+class FSimAbilitySystemComponent;
+
 /** Actor state shared by every simulated actor type. */
 struct FSimActorState
 {
 	FSimWorld* World = nullptr;
+	/** The actor itself and its reflected values, and what it is, known at creation (read every frame). */
+	AActor* Self = nullptr;
+	FSimObjectState* Values = nullptr;
+	bool bIsPawn = false;
+	bool bIsPlayerController = false;
+	bool bIsAIController = false;
+	FSimAbilitySystemComponent* AbilitySystem = nullptr;
 	std::string Label;
 	std::string FolderPath;
 	FVector Location;
 	FRotator Rotation;
 	FVector Scale{1.0, 1.0, 1.0};
 	std::vector<UActorComponent*> Components;
+	/** The components' states, in the same order (read every frame, so kept at hand). */
+	std::vector<FSimObjectState*> ComponentStates;
+	/** The first capsule component's state (characters' collision), and whether any static mesh component exists. */
+	FSimObjectState* Capsule = nullptr;
+	bool bHasStaticMeshComponent = false;
 	UActorComponent* Root = nullptr;
 	/** The character movement component and its values, when the actor has one (Velocity is read often). */
 	UActorComponent* Movement = nullptr;
@@ -340,9 +364,15 @@ public:
 };
 
 /** Per-frame work of a world: time, and simple movement. */
+class FSimWorldGameplay;
+class FSimNavigationSystem;
+
 class FSimWorld final : public TSimObject<UWorld>
 {
 public:
+	FSimWorld();
+	~FSimWorld() override;
+
 	EWorldType::Type GetWorldType() const override { return WorldType; }
 	double GetTimeSeconds() const override { return TimeSeconds; }
 	double GetRealTimeSeconds() const override { return RealTimeSeconds; }
@@ -362,8 +392,9 @@ public:
 	double GetGlobalTimeDilation() const override;
 	double SetGlobalTimeDilation(double Dilation) override;
 	UGameViewportClient* GetGameViewport() const override { return GameViewportClient; }
+	UNavigationSystemV1* GetNavigationSystem() const override;
 
-	/** Advances time by DeltaSeconds of real time and moves characters; nothing before play begins. */
+	/** Advances time by DeltaSeconds of real time and runs the world's gameplay; nothing before play begins. */
 	void Tick(double RealDeltaSeconds);
 	/** Calls BeginPlay on every actor and marks the world begun. */
 	void BeginPlay();
@@ -374,6 +405,8 @@ public:
 	UObject* Package = nullptr;
 	UObject* Level = nullptr;
 	std::vector<AActor*> Actors;
+	/** Each actor's state, in the same order as Actors. */
+	std::vector<FSimActorState*> ActorStates;
 	AActor* WorldSettings = nullptr;
 	AActor* GameMode = nullptr;
 	double TimeSeconds = 0.0;
@@ -391,6 +424,10 @@ public:
 	int32 TimeDilationIndex = -1;
 	/** The PIE viewport's client while this is the PIE world (owned by the editor). */
 	UGameViewportClient* GameViewportClient = nullptr;
+	/** Input, movement, AI and behaviour of a PIE world; null for editor worlds. */
+	std::unique_ptr<FSimWorldGameplay> Gameplay;
+	/** Every world has one; it has a navmesh once something built it. */
+	std::unique_ptr<FSimNavigationSystem> NavigationSystem;
 };
 
 /** Owns every object; the host's object system. */
@@ -489,5 +526,15 @@ public:
 	FSimClass* CharacterMovementClass = nullptr;
 	FSimClass* BlueprintGeneratedClassClass = nullptr;
 	FSimClass* AnimBlueprintGeneratedClassClass = nullptr;
+	FSimClass* StaticMeshComponentClass = nullptr;
+	FSimClass* CapsuleComponentClass = nullptr;
+	FSimClass* NavMeshBoundsVolumeClass = nullptr;
+	FSimClass* StaticMeshClass = nullptr;
+	/** Indices of native properties read every frame; a subclass keeps its natives' indices. */
+	struct FNativeIndices
+	{
+		int32 StaticMesh = -1, RelativeLocation = -1, RelativeRotation = -1, RelativeScale3D = -1;
+		int32 MeshBoundsExtent = -1, CapsuleRadius = -1, CapsuleHalfHeight = -1;
+	} Indices;
 };
 }

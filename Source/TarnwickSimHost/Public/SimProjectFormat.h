@@ -6,10 +6,15 @@
 //
 // docs/project-format.md describes every format read here.
 #pragma once
+#include "BlackboardComponent.h"
 #include "Blueprint.h"
 #include "Color.h"
 #include "MathTypes.h"
+#include "SimAttributeRules.h"
+#include "SimEventGraph.h"
 #include "SimReflectionRules.h"
+
+#include <memory>
 
 #include <optional>
 #include <string>
@@ -69,6 +74,10 @@ struct FActorDocument
 	FSimJson Properties = FSimJson::object();
 	/** Property values per component name, in document order. */
 	FSimJson Components = FSimJson::object();
+	/** Events this actor runs after its class's ("EventGraph"); null when it has none of its own. */
+	std::shared_ptr<const FSimEventGraph> EventGraph;
+	/** Attribute values over its class's ("AttributeSets"). */
+	std::vector<FSimAttributeSetDef> AttributeSets;
 };
 
 /** A sub-level the map streams in; async loading stays busy for LoadFrames frames while it does. */
@@ -85,6 +94,8 @@ struct FMapDocument
 	std::vector<FStreamingLevelDocument> StreamingLevels;
 	/** Frames world-partition streaming stays busy after load (0 without world partition). */
 	int32 WorldPartitionStreamingFrames = 0;
+	/** The map was saved with its navigation built ("Navigation": {"Built": true}). */
+	bool bNavigationBuilt = false;
 	std::vector<FActorDocument> Actors;
 };
 
@@ -111,7 +122,21 @@ enum class EAssetDocumentType : uint8
 	AnimBlueprint,
 	StaticMesh,
 	SkeletalMesh,
+	BlackboardData,
+	DataAsset,
 };
+
+/** One key of a BlackboardData asset. */
+struct FBlackboardKeyDocument
+{
+	std::string Name;
+	EBlackboardKeyType Type = EBlackboardKeyType::Float;
+	/** Enum keys: the value names, value 0 first. */
+	std::vector<std::string> EnumValues;
+};
+
+/** A key type as written in a BlackboardData asset ("Float", "Vector", ...; case-insensitive). */
+std::optional<EBlackboardKeyType> ParseBlackboardKeyType(const std::string& Name);
 
 /** A .uasset document: a Blueprint (or Animation Blueprint) or a mesh. */
 struct FAssetDocument
@@ -128,10 +153,19 @@ struct FAssetDocument
 	FSimJson Defaults = FSimJson::object();
 	/** Default values per component name (inherited components and added ones). */
 	FSimJson ComponentDefaults = FSimJson::object();
+	/** Events every instance runs, after those of a Blueprint parent; null when the Blueprint declares none. */
+	std::shared_ptr<const FSimEventGraph> EventGraph;
+	/** Attribute sets of the class's ability system component, over a Blueprint parent's. */
+	std::vector<FSimAttributeSetDef> AttributeSets;
 	// Meshes:
 	FVector BoundsExtent{50.0, 50.0, 50.0};
 	/** The colour the renderer draws the mesh in; unset: the renderer's default. */
 	std::optional<FColor> Color;
+	// BlackboardData:
+	std::vector<FBlackboardKeyDocument> BlackboardKeys;
+	// DataAsset: the object's class and its property values.
+	std::string DataAssetClass;
+	FSimJson DataAssetProperties = FSimJson::object();
 };
 
 std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const std::string& FileLabel, std::string* OutError);

@@ -1,5 +1,6 @@
 #include "Mcp/TarnwickHttpRequestParser.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace Tarnwick::Mcp::Http
@@ -152,7 +153,35 @@ void FHttpRequestParser::Feed(std::string_view Bytes)
 		return;
 	}
 	Compact();
+	// Body bytes with nothing waiting before them go straight into the body, so the input buffer never holds
+	// more than a head and what follows it: a large body is kept once, not twice.
+	if ((State == EState::Body || State == EState::ChunkData) && Pos == Input.size() && Remaining > 0)
+	{
+		const size_t Take = std::min(Remaining, Bytes.size());
+		if (!bSkipping)
+		{
+			AppendBody(Bytes.substr(0, Take));
+		}
+		Remaining -= Take;
+		Bytes.remove_prefix(Take);
+	}
 	Input.append(Bytes);
+}
+
+void FHttpRequestParser::AppendBody(std::string_view Bytes)
+{
+	// Grown by doubling, but never past what this body (or chunk) still declares: what the parser holds is then
+	// at most about the body's own size.
+	std::string& Body = Current.Body;
+	if (Body.size() + Bytes.size() > Body.capacity())
+	{
+		// A fresh string takes exactly the capacity asked for; reserve on the old one may round it up to double.
+		std::string Grown;
+		Grown.reserve(std::min(std::max(Body.capacity() * 2, Body.size() + Bytes.size()), Body.size() + Remaining));
+		Grown.append(Body);
+		Body.swap(Grown);
+	}
+	Body.append(Bytes);
 }
 
 void FHttpRequestParser::Compact()
@@ -161,12 +190,28 @@ void FHttpRequestParser::Compact()
 	{
 		Input.clear();
 		Pos = 0;
+		// An idle connection keeps no large buffer from an earlier burst.
+		if (Input.capacity() > 2 * CompactThreshold) Input.shrink_to_fit();
 	}
 	else if (Pos >= CompactThreshold && Pos * 2 >= Input.size())
 	{
 		Input.erase(0, Pos);
 		Pos = 0;
 	}
+}
+
+void FHttpRequestParser::Discard()
+{
+	// Swapped with empty strings: assigning an empty string would keep the old allocation.
+	std::string().swap(Input);
+	std::string().swap(Current.Body);
+	Current = FHttpRequest();
+	Pos = 0;
+	Scanned = 0;
+	bSkipping = false;
+	bContinueDue = false;
+	State = EState::Failed;
+	ErrorStatus = 0;
 }
 
 bool FHttpRequestParser::TakeContinueDue()
@@ -472,7 +517,9 @@ EHttpParse FHttpRequestParser::Next(FHttpRequest& Out)
 				Out.bKeepAlive = Out.bKeepAlive && !(bExpectsContinue && Pos == Input.size());
 				return EHttpParse::Request;
 			}
-			Current.Body.reserve(Remaining);
+			// Grown as bytes arrive, not reserved from the declared length: a client that announces 4 MiB and
+			// sends nothing must not cost 4 MiB.
+			Current.Body.reserve(std::min<size_t>(Remaining, 64 * 1024));
 			bContinueDue = bExpectsContinue && Input.size() - Pos < Remaining;
 			continue;
 		}
@@ -483,7 +530,7 @@ EHttpParse FHttpRequestParser::Next(FHttpRequest& Out)
 			const size_t Take = std::min(Remaining, Input.size() - Pos);
 			if (!bSkipping)
 			{
-				Current.Body.append(Input, Pos, Take);
+				AppendBody(std::string_view(Input).substr(Pos, Take));
 			}
 			Pos += Take;
 			Remaining -= Take;
@@ -595,6 +642,7 @@ const char* ReasonPhrase(int Status)
 	case 403: return "Forbidden";
 	case 404: return "Not Found";
 	case 405: return "Method Not Allowed";
+	case 406: return "Not Acceptable";
 	case 408: return "Request Timeout";
 	case 413: return "Content Too Large";
 	case 431: return "Request Header Fields Too Large";

@@ -3,8 +3,9 @@
 // The HTTP transport feeds each connection's parser whatever recv() returned and takes out complete requests
 // in order (pipelined requests come out one by one). The parser never blocks and never grows past its limits:
 // an over-long header block is refused 431, a body over MaxBodyBytes 413 (from Content-Length before the body
-// is read, or as soon as a chunked body passes the limit), and malformed input 400. A 413 leaves the stream
-// usable: the oversized body is skipped, not kept. Any other error ends the stream.
+// is read, or as soon as a chunked body passes the limit), and malformed input 400. After a 413 the parser
+// would skip the oversized body as it streams past; the HTTP transport instead stops reading and closes the
+// connection, so a client cannot make it read (and throw away) an endless body. Any other error ends the stream.
 #pragma once
 #include <cstddef>
 #include <string>
@@ -81,6 +82,12 @@ public:
 	size_t NumBuffered() const { return Input.size() - Pos; }
 	/** True while no byte of a next request has arrived: nothing is buffered and no body is being read. */
 	bool IsIdle() const { return State == EState::Head && NumBuffered() == 0; }
+	/** True once a request's head is in and its body is still arriving. */
+	bool IsInBody() const { return State != EState::Head && State != EState::Failed; }
+	/** Frees everything held, for a connection that reads no further request. Every later Next is an Error. */
+	void Discard();
+	/** What this parser holds in memory: the allocations of its input buffer and of the body collected so far. */
+	size_t NumHeldBytes() const { return Input.capacity() + Current.Body.capacity(); }
 
 private:
 	enum class EState
@@ -103,6 +110,8 @@ private:
 	bool FinishRequest(FHttpRequest& Out);
 	/** The body so far passed the limit: the request comes out refused and the rest of the body is skipped. */
 	void StartSkipping(FHttpRequest& Out);
+	/** Adds to the current body (Remaining still counts these bytes). */
+	void AppendBody(std::string_view Bytes);
 	void Compact();
 
 	FHttpLimits Limits;

@@ -2,7 +2,10 @@
 
 #include "GameThread.h"
 #include "Logging.h"
+#include "Mcp/TarnwickArgumentCheck.h"
+#include "Mcp/TarnwickNameSuggestion.h"
 #include "Mcp/TarnwickToolSchema.h"
+#include "PlatformTime.h"
 #include "Printf.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickDispatcher.h"
@@ -94,22 +97,32 @@ bool MatchesToolset(const FTarnwickActionInfo& Info, const std::vector<std::stri
 	return false;
 }
 
-FJson AnnotationsJson(const FTarnwickToolAnnotations& A)
+/** Every hint, filled where the action left it open: a client that finds none must assume the worst. */
+FJson AnnotationsJson(const std::string& Title, const FTarnwickToolAnnotations& A)
 {
+	const bool bReadOnly = A.ReadOnlyHint.value_or(false);
 	FJson Out = FJson::object();
-	if (A.ReadOnlyHint) Out["readOnlyHint"] = *A.ReadOnlyHint;
-	if (A.DestructiveHint) Out["destructiveHint"] = *A.DestructiveHint;
-	if (A.IdempotentHint) Out["idempotentHint"] = *A.IdempotentHint;
+	Out["title"] = Title;
+	Out["readOnlyHint"] = bReadOnly;
+	Out["destructiveHint"] = A.DestructiveHint.value_or(!bReadOnly);
+	Out["idempotentHint"] = A.IdempotentHint.value_or(bReadOnly);
+	Out["openWorldHint"] = A.OpenWorldHint.value_or(false);
 	return Out;
+}
+
+std::string TitleOf(const FTarnwickActionInfo& Info)
+{
+	return Info.Title.empty() ? MakeToolTitle(Info.Namespace, Info.Action) : Info.Title;
 }
 
 FJson ToolJson(const FTarnwickActionInfo& Info)
 {
 	FJson Tool = FJson::object();
 	Tool["name"] = Info.ToolName();
+	Tool["title"] = TitleOf(Info);
 	Tool["description"] = Info.Description;
 	Tool["inputSchema"] = ToInputSchema(Info.ParamSchema ? *Info.ParamSchema : FJson::object());
-	if (!Info.Annotations.IsEmpty()) Tool["annotations"] = AnnotationsJson(Info.Annotations);
+	Tool["annotations"] = AnnotationsJson(Tool["title"].get<std::string>(), Info.Annotations);
 	return Tool;
 }
 
@@ -134,50 +147,133 @@ FJson ToolResultJson(const FTarnwickActionResult& Result)
 }
 }
 
-/** Forwards log lines to sessions that asked for them with logging/setLevel. */
+/** Forwards log lines to sessions that asked for them with logging/setLevel, and the list changes to every
+ *  initialized session. */
 struct FServer::FImpl : public FOutputDevice
 {
 	struct FSink
 	{
 		FNotifyFn Notify;
 		ELogVerbosity::Type MaxVerbosity = ELogVerbosity::NoLogging;
+		bool bInitialized = false;
+		/** Token bucket of log lines; refilled from the host clock. */
+		double Tokens = LogNotificationBurst;
+		double LastRefill = -1.0;
+		uint64 Dropped = 0;
 	};
 
 	std::mutex Mutex;
 	std::map<std::string, FSink> Sinks;
 	std::map<std::string, ELogVerbosity::Type> Levels;
+	std::set<std::string> Initialized;
 	std::set<FPendingKey> Cancelled;
 	bool bDeviceAdded = false;
+	/** Held by tasks posted to the game thread, which must not run once the server is gone. */
+	std::shared_ptr<FImpl*> Alive = std::make_shared<FImpl*>(this);
+	bool bToolsChangePosted = false;
+	bool bResourcesChangePosted = false;
+	FDelegateHandle ToolsChangedHandle;
+	FDelegateHandle ResourcesChangedHandle;
 
 	bool CanBeUsedOnAnyThread() const override { return true; }
+
+	/** Whether one more line may go to this sink now; counts the ones that may not. */
+	static bool TakeToken(FSink& Sink, double Now)
+	{
+		if (Sink.LastRefill < 0.0) Sink.LastRefill = Now;
+		Sink.Tokens = std::min(LogNotificationBurst, Sink.Tokens + (Now - Sink.LastRefill) * LogNotificationsPerSecond);
+		Sink.LastRefill = Now;
+		if (Sink.Tokens < 1.0)
+		{
+			++Sink.Dropped;
+			return false;
+		}
+		Sink.Tokens -= 1.0;
+		return true;
+	}
+
+	static FJson MessageNote(const char* Level, std::string_view Logger, FJson Data)
+	{
+		FJson Note = FJson::object();
+		Note["jsonrpc"] = "2.0";
+		Note["method"] = "notifications/message";
+		Note["params"] = FJson{{"level", Level}, {"logger", std::string(Logger)}, {"data", std::move(Data)}};
+		return Note;
+	}
 
 	void Serialize(std::string_view Message, ELogVerbosity::Type Verbosity, std::string_view Category, double) override
 	{
 		// A sink that logs while writing must not loop back into itself.
 		static thread_local bool bInside = false;
 		if (bInside) return;
-		std::vector<FNotifyFn> Targets;
+		const double Now = FPlatformTime::Seconds();
+		std::vector<std::pair<FNotifyFn, uint64>> Targets;
 		{
 			std::lock_guard Lock(Mutex);
 			for (auto& [Session, Sink] : Sinks)
 			{
-				if (Sink.Notify && Verbosity <= Sink.MaxVerbosity) Targets.push_back(Sink.Notify);
+				if (!Sink.Notify || Verbosity > Sink.MaxVerbosity) continue;
+				const uint64 DroppedBefore = Sink.Dropped;
+				if (!TakeToken(Sink, Now)) continue;
+				// The first line after a quiet spell says how many were held back, so a gap is never silent.
+				Targets.emplace_back(Sink.Notify, DroppedBefore);
+				Sink.Dropped = 0;
 			}
 		}
 		if (Targets.empty()) return;
 		bInside = true;
-		FJson Note = FJson::object();
-		Note["jsonrpc"] = "2.0";
-		Note["method"] = "notifications/message";
-		Note["params"] = FJson{{"level", McpLevelOf(Verbosity)}, {"logger", std::string(Category)}, {"data", std::string(Message)}};
-		for (const FNotifyFn& Notify : Targets) Notify(Note);
+		const FJson Note = MessageNote(McpLevelOf(Verbosity), Category, std::string(Message));
+		for (const auto& [Notify, Dropped] : Targets)
+		{
+			if (Dropped > 0)
+			{
+				Notify(MessageNote("warning", "tarnwick",
+					Tarnwick::Printf("%llu log lines were not forwarded: at most %g a second (bursts of %g) reach a client; "
+									 "read the editor log for all of them",
+						static_cast<unsigned long long>(Dropped), LogNotificationsPerSecond, LogNotificationBurst)));
+			}
+			Notify(Note);
+		}
 		bInside = false;
+	}
+
+	/** Sends Method to every initialized session. */
+	void Broadcast(const char* Method)
+	{
+		std::vector<FNotifyFn> Targets;
+		{
+			std::lock_guard Lock(Mutex);
+			for (const auto& [Session, Sink] : Sinks)
+			{
+				if (Sink.Notify && Sink.bInitialized) Targets.push_back(Sink.Notify);
+			}
+		}
+		const FJson Note = FJson{{"jsonrpc", "2.0"}, {"method", Method}};
+		for (const FNotifyFn& Notify : Targets) Notify(Note);
+	}
+
+	/** A burst of registry changes (a module registering its whole table) becomes one notification, sent from
+	 *  the game thread once the burst is over. */
+	void PostChange(bool FImpl::*Posted, const char* Method)
+	{
+		if (this->*Posted) return;
+		this->*Posted = true;
+		FGameThreadTaskQueue::Get().Post([Weak = std::weak_ptr<FImpl*>(Alive), Posted, Method] {
+			const std::shared_ptr<FImpl*> Self = Weak.lock();
+			if (!Self) return;
+			(*Self)->*Posted = false;
+			(*Self)->Broadcast(Method);
+		});
 	}
 };
 
 FServer::FServer(FServerOptions InOptions)
 	: Impl(new FImpl), Options(std::move(InOptions))
 {
+	Impl->ToolsChangedHandle = FTarnwickToolRegistry::Get().OnChanged.Add(
+		[Impl = Impl] { Impl->PostChange(&FImpl::bToolsChangePosted, "notifications/tools/list_changed"); });
+	Impl->ResourcesChangedHandle = FTarnwickResourceRegistry::Get().OnChanged.Add(
+		[Impl = Impl] { Impl->PostChange(&FImpl::bResourcesChangePosted, "notifications/resources/list_changed"); });
 	if (Options.ServerVersion.empty())
 	{
 #ifdef TARNWICK_VERSION
@@ -190,8 +286,68 @@ FServer::FServer(FServerOptions InOptions)
 
 FServer::~FServer()
 {
+	FTarnwickToolRegistry::Get().OnChanged.Remove(Impl->ToolsChangedHandle);
+	FTarnwickResourceRegistry::Get().OnChanged.Remove(Impl->ResourcesChangedHandle);
 	if (Impl->bDeviceAdded) GLog->RemoveOutputDevice(Impl);
 	delete Impl;
+}
+
+namespace
+{
+/** Finds a message's top-level "id" without building the value, so that a message refused for its depth is
+ *  still answered under its own id (a client waits for exactly that). nlohmann's SAX parser keeps its own
+ *  stack, so any depth is safe here. */
+class FTopLevelIdFinder final : public nlohmann::json_sax<FJson>
+{
+public:
+	FJson Id = nullptr;
+
+	bool null() override { return Scalar(nullptr); }
+	bool boolean(bool) override { return Scalar(nullptr); }
+	bool number_integer(number_integer_t Value) override { return Scalar(Value); }
+	bool number_unsigned(number_unsigned_t Value) override { return Scalar(Value); }
+	bool number_float(number_float_t, const string_t&) override { return Scalar(nullptr); }
+	bool string(string_t& Value) override { return Scalar(Value); }
+	bool binary(binary_t&) override { return Scalar(nullptr); }
+	bool start_object(std::size_t) override { return Open(); }
+	bool end_object() override { return Close(); }
+	bool start_array(std::size_t) override { return Open(); }
+	bool end_array() override { return Close(); }
+	bool key(string_t& Key) override
+	{
+		bIdNext = Depth == 1 && Key == "id";
+		return true;
+	}
+	bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+private:
+	bool Scalar(FJson Value)
+	{
+		if (bIdNext && Depth == 1) Id = std::move(Value);
+		bIdNext = false;
+		return true;
+	}
+	bool Open()
+	{
+		bIdNext = false;
+		++Depth;
+		return true;
+	}
+	bool Close()
+	{
+		--Depth;
+		return true;
+	}
+	size_t Depth = 0;
+	bool bIdNext = false;
+};
+
+FJson FindTopLevelId(std::string_view Text)
+{
+	FTopLevelIdFinder Finder;
+	FJson::sax_parse(Text.begin(), Text.end(), &Finder, nlohmann::detail::input_format_t::json, /*strict=*/false);
+	return Finder.Id;
+}
 }
 
 FIncomingMessage FServer::Classify(std::string_view Text)
@@ -201,6 +357,14 @@ FIncomingMessage FServer::Classify(std::string_view Text)
 	{
 		In.ErrorResponse = MakeErrorResponse(nullptr, ErrorCodes::InvalidRequest,
 			Tarnwick::Printf("Message of %zu bytes refused: the limit is %zu bytes (4 MiB)", Text.size(), MaxMessageBytes));
+		return In;
+	}
+	// Before anything builds, copies or dumps the value: those recurse once per level.
+	if (FTarnwickJsonUtils::NestingDepth(Text) > FTarnwickJsonUtils::MaxNestingDepth)
+	{
+		In.ErrorResponse = MakeErrorResponse(FindTopLevelId(Text), ErrorCodes::InvalidRequest,
+			Tarnwick::Printf("Invalid Request: the message nests arrays and objects deeper than %zu levels",
+				FTarnwickJsonUtils::MaxNestingDepth));
 		return In;
 	}
 	FJson Message = FJson::parse(Text.begin(), Text.end(), nullptr, false);
@@ -277,8 +441,8 @@ FJson FServer::BuildInitializeResult(const FJson& Params) const
 	std::string Requested;
 	if (auto It = Params.find("protocolVersion"); It != Params.end() && It->is_string()) Requested = It->get<std::string>();
 	FJson Capabilities = FJson::object();
-	Capabilities["tools"] = FJson{{"listChanged", false}};
-	Capabilities["resources"] = FJson{{"subscribe", false}, {"listChanged", false}};
+	Capabilities["tools"] = FJson{{"listChanged", true}};
+	Capabilities["resources"] = FJson{{"subscribe", false}, {"listChanged", true}};
 	Capabilities["prompts"] = FJson{{"listChanged", false}};
 	Capabilities["logging"] = FJson::object();
 	Capabilities["completions"] = FJson::object();
@@ -286,7 +450,18 @@ FJson FServer::BuildInitializeResult(const FJson& Params) const
 	Out["protocolVersion"] = NegotiateProtocolVersion(Requested);
 	Out["capabilities"] = std::move(Capabilities);
 	Out["serverInfo"] = FJson{{"name", Options.ServerName}, {"title", Options.ServerTitle}, {"version", Options.ServerVersion}};
-	if (!Options.Instructions.empty()) Out["instructions"] = Options.Instructions;
+	if (std::string Instructions = BuildInstructions(); !Instructions.empty()) Out["instructions"] = std::move(Instructions);
+	return Out;
+}
+
+std::string FServer::BuildInstructions() const
+{
+	std::string Out = Options.Instructions;
+	for (const auto& [Namespace, Reason] : FTarnwickToolRegistry::Get().GetDisabledNamespaces())
+	{
+		if (!Out.empty()) Out += "\n";
+		Out += Tarnwick::Printf("The '%s' tools are not listed because the namespace is disabled: %s", Namespace.c_str(), Reason.c_str());
+	}
 	return Out;
 }
 
@@ -320,14 +495,20 @@ FJson FServer::BuildToolsList() const
 	for (const std::string& Namespace : Namespaces)
 	{
 		FJson Names = FJson::array();
-		bool bAllReadOnly = true;
+		// The group's hints hold for every action in it: read-only only if all are, destructive if any is.
+		FTarnwickToolAnnotations Group{true, false, true, false};
 		for (const FTarnwickActionInfo* Info : ByNamespace[Namespace])
 		{
 			Names.push_back(Info->Action);
-			bAllReadOnly = bAllReadOnly && Info->Annotations.ReadOnlyHint.value_or(false);
+			const FJson Hints = AnnotationsJson("", Info->Annotations);
+			Group.ReadOnlyHint = *Group.ReadOnlyHint && Hints["readOnlyHint"].get<bool>();
+			Group.DestructiveHint = *Group.DestructiveHint || Hints["destructiveHint"].get<bool>();
+			Group.IdempotentHint = *Group.IdempotentHint && Hints["idempotentHint"].get<bool>();
+			Group.OpenWorldHint = *Group.OpenWorldHint || Hints["openWorldHint"].get<bool>();
 		}
 		FJson Tool = FJson::object();
 		Tool["name"] = Namespace;
+		Tool["title"] = MakeToolTitle(Namespace, "");
 		Tool["description"] = Tarnwick::Printf(
 			"Runs one action of the '%s' namespace (%zu actions). Pass {\"action\": name, \"params\": {...}}; "
 			"call brindle_describe_action with {\"action\": \"%s.<name>\"} for an action's description and parameters.",
@@ -338,11 +519,131 @@ FJson FServer::BuildToolsList() const
 			{"action", FJson{{"type", "string"}, {"description", "The action to run."}, {"enum", Names}}},
 			{"params", FJson{{"type", "object"}, {"description", "The action's parameters."}}}};
 		Schema["required"] = FJson::array({"action"});
+		Schema["additionalProperties"] = false;
 		Tool["inputSchema"] = std::move(Schema);
-		if (bAllReadOnly) Tool["annotations"] = FJson{{"readOnlyHint", true}};
+		Tool["annotations"] = AnnotationsJson(Tool["title"].get<std::string>(), Group);
 		Tools.push_back(std::move(Tool));
 	}
 	return FJson{{"tools", std::move(Tools)}};
+}
+
+namespace
+{
+FTarnwickActionResult InvalidParams(std::string Message)
+{
+	return FTarnwickActionResult(std::move(Message), Tarnwick::ErrorCodes::InvalidParams);
+}
+
+/** A value shown in an example call: as given when short, else elided. */
+std::string ShortJson(const FJson& Value)
+{
+	const std::string Text = FTarnwickJsonUtils::Write(Value);
+	return Text.size() <= 40 ? Text : std::string("…");
+}
+
+/** The disabled namespace a flat or dotted tool name falls in (the longest that fits), if any. */
+std::optional<std::string> DisabledReasonFor(const std::string& ToolName)
+{
+	std::optional<std::string> Reason;
+	size_t Longest = 0;
+	for (const auto& [Namespace, Text] : FTarnwickToolRegistry::Get().GetDisabledNamespaces())
+	{
+		const bool bInside = ToolName == Namespace ||
+			(ToolName.size() > Namespace.size() && ToolName.compare(0, Namespace.size(), Namespace) == 0 &&
+				(ToolName[Namespace.size()] == '_' || ToolName[Namespace.size()] == '.'));
+		if (bInside && Namespace.size() >= Longest)
+		{
+			Longest = Namespace.size();
+			Reason = Text;
+		}
+	}
+	return Reason;
+}
+
+/** Every name tools/call accepts, for suggestions: flat tool names, then namespaces (their grouped tools). */
+std::vector<std::string> CallableNames()
+{
+	std::vector<std::string> Names;
+	const FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
+	for (const FTarnwickActionInfo& Info : Registry.GetAllActions()) Names.push_back(Info.ToolName());
+	for (const std::string& Namespace : Registry.GetNamespaces()) Names.push_back(Namespace);
+	return Names;
+}
+
+/**
+ * A call of a namespace's grouped tool, {"action": name, "params": {...}}: finds the action and takes its
+ * parameters out of "params". Misplaced or unknown top-level arguments are refused with what to do instead.
+ */
+std::optional<FTarnwickActionResult> ResolveGroupedCall(const std::string& Namespace, const FJson& Arguments,
+	std::optional<FTarnwickActionInfo>& OutInfo, FJson& OutParams)
+{
+	const FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
+	std::vector<std::string> Actions;
+	for (const FTarnwickActionInfo& Info : Registry.GetActions(Namespace)) Actions.push_back(Info.Action);
+
+	const auto ActionIt = Arguments.find("action");
+	if (ActionIt == Arguments.end() || ActionIt->is_null())
+	{
+		return InvalidParams(Tarnwick::Printf("Missing \"action\" for %s: call it as {\"action\": name, \"params\": {...}} "
+											  "with one of its actions (%s)",
+			Namespace.c_str(), JoinNames(Actions).c_str()));
+	}
+	if (!ActionIt->is_string())
+	{
+		return InvalidParams(Tarnwick::Printf("'action' of %s must be a string, got %s", Namespace.c_str(),
+			FTarnwickJsonUtils::Describe(*ActionIt).c_str()));
+	}
+	const std::string& Action = ActionIt->get_ref<const std::string&>();
+	OutInfo = Registry.FindAction(Namespace, Action);
+	if (!OutInfo)
+	{
+		return InvalidParams(Tarnwick::Printf("Unknown action '%s' in namespace '%s'%s; see the tool's action list", Action.c_str(),
+			Namespace.c_str(), DidYouMean(Action, Actions).c_str()));
+	}
+
+	OutParams = FJson::object();
+	if (const auto ParamsIt = Arguments.find("params"); ParamsIt != Arguments.end() && !ParamsIt->is_null())
+	{
+		if (!ParamsIt->is_object())
+		{
+			return InvalidParams(Tarnwick::Printf("'params' of %s must be an object holding %s.%s's parameters, got %s",
+				Namespace.c_str(), Namespace.c_str(), Action.c_str(), FTarnwickJsonUtils::Describe(*ParamsIt).c_str()));
+		}
+		OutParams = *ParamsIt;
+	}
+
+	const FJson Schema = OutInfo->ParamSchema ? *OutInfo->ParamSchema : FJson::object();
+	const std::vector<std::string> ActionParams = KnownParameterNames(Schema);
+	std::vector<std::string> Misplaced;
+	std::string Example;
+	std::vector<std::string> Unknown;
+	for (const auto& [Key, Value] : Arguments.items())
+	{
+		if (Key == "action" || Key == "params") continue;
+		if (std::find(ActionParams.begin(), ActionParams.end(), Key) != ActionParams.end())
+		{
+			Misplaced.push_back(Key);
+			Example += (Example.empty() ? "" : ", ") + FTarnwickJsonUtils::Write(FJson(Key)) + ": " + ShortJson(Value);
+		}
+		else
+		{
+			Unknown.push_back("'" + Key + "'" + DidYouMean(Key, {"action", "params"}));
+		}
+	}
+	if (!Misplaced.empty())
+	{
+		return InvalidParams(Tarnwick::Printf("The parameters of %s.%s go under \"params\", as in {\"action\": \"%s\", "
+											  "\"params\": {%s}}; %s %s given at the top level",
+			Namespace.c_str(), Action.c_str(), Action.c_str(), Example.c_str(), JoinNames(Misplaced, true).c_str(),
+			Misplaced.size() == 1 ? "was" : "were"));
+	}
+	if (!Unknown.empty())
+	{
+		return InvalidParams(Tarnwick::Printf("Unknown argument%s %s for %s; it takes 'action' and 'params'",
+			Unknown.size() == 1 ? "" : "s", JoinNames(Unknown).c_str(), Namespace.c_str()));
+	}
+	return std::nullopt;
+}
 }
 
 FJson FServer::CallTool(const FJson& Params, const FSessionContext& Session, int& OutRpcErrorCode, std::string& OutRpcErrorMessage) const
@@ -356,7 +657,7 @@ FJson FServer::CallTool(const FJson& Params, const FSessionContext& Session, int
 		return FJson();
 	}
 	const std::string Name = NameIt->get<std::string>();
-	FJsonPtr Arguments;
+	FJson Arguments = FJson::object();
 	if (auto Args = Params.find("arguments"); Args != Params.end() && !Args->is_null())
 	{
 		if (!Args->is_object())
@@ -365,49 +666,68 @@ FJson FServer::CallTool(const FJson& Params, const FSessionContext& Session, int
 			OutRpcErrorMessage = "Invalid params: \"arguments\" must be an object";
 			return FJson();
 		}
-		Arguments = std::make_shared<FJson>(*Args);
+		Arguments = *Args;
 	}
 	const FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
 	std::optional<FTarnwickActionInfo> Info = Registry.FindTool(Name);
+	std::string CheckedName = Info ? Info->ToolName() : std::string();
 	if (!Info)
 	{
-		// A grouped namespace tool: {"action": name, "params": {...}}.
-		const auto Namespaces = Registry.GetNamespaces();
-		if (std::find(Namespaces.begin(), Namespaces.end(), Name) != Namespaces.end())
-		{
-			if (auto Disabled = Registry.GetNamespaceDisabledReason(Name))
-			{
-				return ToolResultJson(FTarnwickActionResult(*Disabled, Tarnwick::ErrorCodes::InternalError));
-			}
-			std::string Action;
-			if (Arguments && Arguments->contains("action") && (*Arguments)["action"].is_string()) Action = (*Arguments)["action"];
-			Info = Registry.FindAction(Name, Action);
-			if (!Info)
-			{
-				return ToolResultJson(FTarnwickActionResult(
-					Tarnwick::Printf("Unknown action '%s' in namespace '%s'; see the tool's action list", Action.c_str(), Name.c_str()),
-					Tarnwick::ErrorCodes::InvalidParams));
-			}
-			FJsonPtr Inner = MakeJsonObject();
-			if (auto P = Arguments->find("params"); P != Arguments->end() && P->is_object()) *Inner = *P;
-			Arguments = Inner;
-		}
-		else if (auto Disabled = Registry.GetNamespaceDisabledReason(Name.substr(0, Name.find_first_of("._")));
-				 Disabled && Name.find_first_of("._") != std::string::npos)
+		if (std::optional<std::string> Disabled = DisabledReasonFor(Name))
 		{
 			// A call into a disabled namespace answers its reason rather than "unknown tool".
 			return ToolResultJson(FTarnwickActionResult(*Disabled, Tarnwick::ErrorCodes::InternalError));
 		}
+		if (!Registry.GetActions(Name).empty())
+		{
+			FJson Inner;
+			if (std::optional<FTarnwickActionResult> Refused = ResolveGroupedCall(Name, Arguments, Info, Inner))
+			{
+				return ToolResultJson(*Refused);
+			}
+			Arguments = std::move(Inner);
+			CheckedName = Info->Namespace + "." + Info->Action;
+		}
 		else
 		{
 			OutRpcErrorCode = ErrorCodes::InvalidParams;
-			OutRpcErrorMessage = Tarnwick::Printf("Unknown tool: %s", Name.c_str());
+			OutRpcErrorMessage = Tarnwick::Printf("Unknown tool: %s%s", Name.c_str(), DidYouMean(Name, CallableNames()).c_str());
 			return FJson();
 		}
 	}
-	const FTarnwickActionResult Result =
-		Dispatch::RunToolCall(Info->Namespace, Info->Action, Arguments, Session.SessionId, Info->ToolName());
+	if (std::optional<std::string> Refused = CheckArguments(Info->ParamSchema ? *Info->ParamSchema : FJson::object(), Arguments, CheckedName))
+	{
+		return ToolResultJson(InvalidParams(std::move(*Refused)));
+	}
+	const FTarnwickActionResult Result = Dispatch::RunToolCall(
+		Info->Namespace, Info->Action, std::make_shared<FJson>(std::move(Arguments)), Session.SessionId, Info->ToolName());
 	return ToolResultJson(Result);
+}
+
+std::optional<std::string> CheckToolset(const std::vector<std::string>& Toolset)
+{
+	const FTarnwickToolRegistry& Registry = FTarnwickToolRegistry::Get();
+	std::vector<std::string> Known;
+	for (const std::string& Namespace : Registry.GetNamespaces())
+	{
+		if (Namespace != CoreTools::Namespace) Known.push_back(Namespace);
+	}
+	for (const FTarnwickActionInfo& Info : Registry.GetAllActions())
+	{
+		if (Info.Namespace == CoreTools::Namespace || Info.Family.empty()) continue;
+		const std::string Family = Info.Namespace + "." + Info.Family;
+		if (std::find(Known.begin(), Known.end(), Family) == Known.end()) Known.push_back(Family);
+	}
+	const auto Disabled = Registry.GetDisabledNamespaces();
+	for (const std::string& Entry : Toolset)
+	{
+		if (std::find(Known.begin(), Known.end(), Entry) != Known.end()) continue;
+		// A disabled namespace registered nothing, so its families cannot be checked; it lists nothing anyway.
+		if (Disabled.contains(Entry.substr(0, Entry.find('.')))) continue;
+		return Tarnwick::Printf("unknown --toolset entry '%s'%s; the namespaces and families are: %s", Entry.c_str(),
+			DidYouMean(Entry, Known).c_str(), JoinNames(Known).c_str());
+	}
+	return std::nullopt;
 }
 
 namespace
@@ -447,6 +767,13 @@ void FServer::HandleRequest(const FJson& Request, const FSessionContext& Session
 
 	if (Method == "initialize")
 	{
+		{
+			// Told about list changes from now on (the notifications never come before the answer: both are
+			// sent from the game thread, the answer first).
+			std::lock_guard Lock(Impl->Mutex);
+			Impl->Initialized.insert(Session.SessionId);
+			if (auto Sink = Impl->Sinks.find(Session.SessionId); Sink != Impl->Sinks.end()) Sink->second.bInitialized = true;
+		}
 		Reply(MakeResultResponse(Id, BuildInitializeResult(Params)));
 		return;
 	}
@@ -476,8 +803,8 @@ void FServer::HandleRequest(const FJson& Request, const FSessionContext& Session
 	}
 
 	// Everything else reads the registries, which belong to the game thread.
-	static const std::set<std::string> GameThreadMethods = {
-		"tools/list", "tools/call", "resources/list", "resources/read", "prompts/list", "prompts/get", "completion/complete"};
+	static const std::set<std::string> GameThreadMethods = {"tools/list", "tools/call", "resources/list",
+		"resources/templates/list", "resources/read", "prompts/list", "prompts/get", "completion/complete"};
 	if (!GameThreadMethods.contains(Method))
 	{
 		Fail(ErrorCodes::MethodNotFound, Tarnwick::Printf("Method not found: %s", Method.c_str()));
@@ -507,6 +834,11 @@ void FServer::HandleRequest(const FJson& Request, const FSessionContext& Session
 		else if (Method == "resources/list")
 		{
 			Reply(MakeResultResponse(Id, ResourcesList()));
+		}
+		else if (Method == "resources/templates/list")
+		{
+			// No resource is addressed by a template yet; the list is honest, not missing.
+			Reply(MakeResultResponse(Id, FJson{{"resourceTemplates", FJson::array()}}));
 		}
 		else if (Method == "resources/read")
 		{
@@ -630,6 +962,7 @@ void FServer::AttachNotificationSink(const std::string& SessionId, FNotifyFn Sin
 		std::lock_guard Lock(Impl->Mutex);
 		FImpl::FSink& S = Impl->Sinks[SessionId];
 		S.Notify = std::move(Sink);
+		S.bInitialized = Impl->Initialized.contains(SessionId);
 		if (auto L = Impl->Levels.find(SessionId); L != Impl->Levels.end()) S.MaxVerbosity = L->second;
 	}
 	if (!Impl->bDeviceAdded)
@@ -644,6 +977,7 @@ void FServer::DetachSession(const std::string& SessionId)
 	std::lock_guard Lock(Impl->Mutex);
 	Impl->Sinks.erase(SessionId);
 	Impl->Levels.erase(SessionId);
+	Impl->Initialized.erase(SessionId);
 	for (auto It = Impl->Cancelled.begin(); It != Impl->Cancelled.end();)
 	{
 		It = It->Session == SessionId ? Impl->Cancelled.erase(It) : std::next(It);

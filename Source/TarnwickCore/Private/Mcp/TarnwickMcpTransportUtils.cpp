@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <poll.h>
 #include <pthread.h>
 #include <random>
 #include <unistd.h>
@@ -73,36 +72,8 @@ ssize_t WriteWithoutSigPipe(int Fd, const char* Data, size_t Size)
 }
 }
 
-EWriteResult WriteAll(int Fd, std::string_view Data)
+long WriteOnce(int Fd, std::string_view Data)
 {
-	size_t Offset = 0;
-	while (Offset < Data.size())
-	{
-		const ssize_t Written = WriteWithoutSigPipe(Fd, Data.data() + Offset, Data.size() - Offset);
-		if (Written > 0)
-		{
-			Offset += static_cast<size_t>(Written);
-			continue;
-		}
-		if (Written < 0 && errno == EINTR)
-		{
-			continue;
-		}
-		if (Written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-		{
-			pollfd Out{Fd, POLLOUT, 0};
-			if (::poll(&Out, 1, -1) < 0 && errno != EINTR)
-			{
-				return EWriteResult::Closed;
-			}
-			if (Out.revents & (POLLERR | POLLNVAL))
-			{
-				return EWriteResult::Closed;
-			}
-			continue;
-		}
-		return EWriteResult::Closed;
-	}
-	return EWriteResult::Ok;
+	return WriteWithoutSigPipe(Fd, Data.data(), Data.size());
 }
 }

@@ -65,6 +65,30 @@ std::optional<FJson> TypedDefault(const std::string& Text, const FJson& SchemaTy
 }
 }
 
+namespace
+{
+/** items, minItems, maxItems and enum from a parameter's "shape". */
+void AddShape(FJson& Property, const FJson& Shape)
+{
+	if (auto Items = Shape.find("items"); Items != Shape.end() && Items->is_string())
+	{
+		Property["items"] = FJson{{"type", MapType(Items->get<std::string>())}};
+	}
+	if (auto Min = Shape.find("min_items"); Min != Shape.end() && Min->is_number_integer())
+	{
+		Property["minItems"] = *Min;
+	}
+	if (auto Max = Shape.find("max_items"); Max != Shape.end() && Max->is_number_integer())
+	{
+		Property["maxItems"] = *Max;
+	}
+	if (auto Enum = Shape.find("enum"); Enum != Shape.end() && Enum->is_array() && !Enum->empty())
+	{
+		Property["enum"] = *Enum;
+	}
+}
+}
+
 FJson ToInputSchema(const FJson& ParamSchema)
 {
 	FJson Properties = FJson::object();
@@ -91,6 +115,10 @@ FJson ToInputSchema(const FJson& ParamSchema)
 					Property["default"] = std::move(*Typed);
 				}
 			}
+			if (auto Shape = Entry.find("shape"); Shape != Entry.end() && Shape->is_object())
+			{
+				AddShape(Property, *Shape);
+			}
 			if (Entry.value("required", false)) Required.push_back(Name);
 			Properties[Name] = std::move(Property);
 		}
@@ -99,6 +127,50 @@ FJson ToInputSchema(const FJson& ParamSchema)
 	Schema["type"] = "object";
 	Schema["properties"] = std::move(Properties);
 	if (!Required.empty()) Schema["required"] = std::move(Required);
+	// Arguments are checked against the parameters before a handler runs; saying so lets clients catch a
+	// misspelt name before sending it.
+	Schema["additionalProperties"] = false;
 	return Schema;
+}
+}
+
+namespace Tarnwick::Mcp
+{
+namespace
+{
+std::string Humanise(const std::string& Name)
+{
+	static const std::vector<std::pair<std::string, std::string>> Acronyms = {{"pie", "PIE"}, {"fov", "FOV"},
+		{"pbr", "PBR"}, {"gif", "GIF"}, {"png", "PNG"}, {"ai", "AI"}, {"gas", "GAS"}, {"uat", "UAT"}, {"id", "ID"},
+		{"ui", "UI"}, {"uproperties", "UProperties"}, {"mcp", "MCP"}, {"csv", "CSV"}, {"url", "URL"}};
+	std::string Out;
+	size_t Start = 0;
+	while (Start <= Name.size())
+	{
+		const size_t End = std::min(Name.find('_', Start), Name.size());
+		std::string Word = Name.substr(Start, End - Start);
+		Start = End + 1;
+		if (Word.empty()) continue;
+		const auto Acronym = std::find_if(Acronyms.begin(), Acronyms.end(), [&](const auto& A) { return A.first == Word; });
+		if (Acronym != Acronyms.end())
+		{
+			Word = Acronym->second;
+		}
+		else if (Word[0] >= 'a' && Word[0] <= 'z')
+		{
+			Word[0] = static_cast<char>(Word[0] - 'a' + 'A');
+		}
+		Out += (Out.empty() ? "" : " ") + Word;
+	}
+	return Out;
+}
+}
+
+std::string MakeToolTitle(const std::string& Namespace, const std::string& Action)
+{
+	if (Action.empty()) return Humanise(Namespace) + " actions";
+	const std::string Words = Humanise(Action);
+	if (Namespace == "editor" || Namespace == "brindle") return Words;
+	return Humanise(Namespace) + ": " + Words;
 }
 }

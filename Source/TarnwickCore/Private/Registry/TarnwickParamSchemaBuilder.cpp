@@ -13,9 +13,40 @@ const char* ToString(EParamKind Kind)
 	return "";
 }
 
+FJson FTarnwickParamShape::ToJson() const
+{
+	FJson Out = FJson::object();
+	if (!Items.empty()) Out["items"] = Items;
+	if (MinItems >= 0) Out["min_items"] = MinItems;
+	if (MaxItems >= 0) Out["max_items"] = MaxItems;
+	if (!Enum.empty()) Out["enum"] = Enum;
+	return Out;
+}
+
+FTarnwickParamShape FTarnwickParamShape::Exactly(int Count, std::string ItemType)
+{
+	return ArrayOf(std::move(ItemType), Count, Count);
+}
+
+FTarnwickParamShape FTarnwickParamShape::ArrayOf(std::string ItemType, int MinItems, int MaxItems)
+{
+	FTarnwickParamShape Shape;
+	Shape.Items = std::move(ItemType);
+	Shape.MinItems = MinItems;
+	Shape.MaxItems = MaxItems;
+	return Shape;
+}
+
+FTarnwickParamShape FTarnwickParamShape::OneOf(std::vector<std::string> Values)
+{
+	FTarnwickParamShape Shape;
+	Shape.Enum = std::move(Values);
+	return Shape;
+}
+
 FTarnwickParamSchemaBuilder& FTarnwickParamSchemaBuilder::Add(const std::string& Name, const std::string& Type,
 	const std::string& Description, bool bRequired, const std::string& Default, bool bHasDefault,
-	const std::vector<std::string>& Aliases, EParamKind Kind)
+	const std::vector<std::string>& Aliases, EParamKind Kind, const FTarnwickParamShape& Shape)
 {
 	FJson Entry = FJson::object();
 	Entry["type"] = Type;
@@ -32,6 +63,10 @@ FTarnwickParamSchemaBuilder& FTarnwickParamSchemaBuilder::Add(const std::string&
 	if (Kind != EParamKind::None)
 	{
 		Entry["kind"] = ToString(Kind);
+	}
+	if (!Shape.IsEmpty())
+	{
+		Entry["shape"] = Shape.ToJson();
 	}
 	// A repeated name replaces the entry where it stands: ordered_json keeps the first insertion's position.
 	Schema[Name] = std::move(Entry);

@@ -14,9 +14,19 @@ void FTarnwickResourceRegistry::Register(FTarnwickResourceInfo Info)
 	if (It != Resources.end())
 	{
 		*It = std::move(Info);
-		return;
 	}
-	Resources.push_back(std::move(Info));
+	else
+	{
+		Resources.push_back(std::move(Info));
+	}
+	OnChanged.Broadcast();
+}
+
+void FTarnwickResourceRegistry::UnregisterAll()
+{
+	if (Resources.empty()) return;
+	Resources.clear();
+	OnChanged.Broadcast();
 }
 
 const FTarnwickResourceInfo* FTarnwickResourceRegistry::Find(const std::string& Uri) const

@@ -69,6 +69,7 @@ bool FTarnwickToolRegistry::AddAction(FTarnwickActionInfo Info)
 	}
 	ToolIndex[ToolName] = {Info.Namespace, Info.Action};
 	ActionsByNamespace[Info.Namespace].push_back(std::move(Info));
+	OnChanged.Broadcast();
 	return true;
 }
 
@@ -93,6 +94,7 @@ bool FTarnwickToolRegistry::SetAnnotations(const std::string& Namespace, const s
 	auto* Info = FindIn(ActionsByNamespace, Namespace, Action);
 	if (!Info) return false;
 	Info->Annotations = Annotations;
+	OnChanged.Broadcast();
 	return true;
 }
 
@@ -101,6 +103,16 @@ bool FTarnwickToolRegistry::SetFamily(const std::string& Namespace, const std::s
 	auto* Info = FindIn(ActionsByNamespace, Namespace, Action);
 	if (!Info) return false;
 	Info->Family = Family;
+	OnChanged.Broadcast();
+	return true;
+}
+
+bool FTarnwickToolRegistry::SetTitle(const std::string& Namespace, const std::string& Action, const std::string& Title)
+{
+	auto* Info = FindIn(ActionsByNamespace, Namespace, Action);
+	if (!Info) return false;
+	Info->Title = Title;
+	OnChanged.Broadcast();
 	return true;
 }
 
@@ -185,6 +197,7 @@ void FTarnwickToolRegistry::MarkNamespaceDisabled(const std::string& Namespace, 
 		NamespaceOrder.push_back(Namespace);
 	}
 	DisabledNamespaces[Namespace] = Reason;
+	OnChanged.Broadcast();
 }
 
 std::optional<std::string> FTarnwickToolRegistry::GetNamespaceDisabledReason(const std::string& Namespace) const
@@ -198,17 +211,21 @@ std::optional<std::string> FTarnwickToolRegistry::GetNamespaceDisabledReason(con
 
 void FTarnwickToolRegistry::UnregisterNamespace(const std::string& Namespace)
 {
+	// The mark goes too: a module that started disabled and is started again enabled must be callable.
+	const bool bWasDisabled = DisabledNamespaces.erase(Namespace) > 0;
 	auto It = ActionsByNamespace.find(Namespace);
-	if (It == ActionsByNamespace.end()) return;
-	for (const FTarnwickActionInfo& Info : It->second)
+	const bool bHadActions = It != ActionsByNamespace.end();
+	if (bHadActions)
 	{
-		ToolIndex.erase(Info.ToolName());
+		for (const FTarnwickActionInfo& Info : It->second)
+		{
+			ToolIndex.erase(Info.ToolName());
+		}
+		ActionsByNamespace.erase(It);
 	}
-	ActionsByNamespace.erase(It);
-	if (!DisabledNamespaces.contains(Namespace))
-	{
-		NamespaceOrder.erase(std::remove(NamespaceOrder.begin(), NamespaceOrder.end(), Namespace), NamespaceOrder.end());
-	}
+	if (!bWasDisabled && !bHadActions) return;
+	NamespaceOrder.erase(std::remove(NamespaceOrder.begin(), NamespaceOrder.end(), Namespace), NamespaceOrder.end());
+	OnChanged.Broadcast();
 }
 
 void FTarnwickToolRegistry::ResetForTests()

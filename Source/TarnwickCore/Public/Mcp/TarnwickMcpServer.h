@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ bool IsSupportedProtocolVersion(const std::string& Version);
 std::string NegotiateProtocolVersion(const std::string& Requested);
 
 inline constexpr size_t MaxMessageBytes = 4 * 1024 * 1024;
+/** Log lines forwarded to one client as notifications/message: a burst of this many, then the rate below. */
+inline constexpr double LogNotificationBurst = 100.0;
+inline constexpr double LogNotificationsPerSecond = 50.0;
 
 namespace ErrorCodes
 {
@@ -82,8 +86,16 @@ struct FIncomingMessage
 };
 
 using FReplyFn = std::function<void(FJson Response)>;
-/** Delivers a server-to-client notification on a session's channel (stdio only for now). */
+/** Delivers a server-to-client notification on a session's channel (stdio's output, HTTP's GET stream). May be
+ *  called from any thread. */
 using FNotifyFn = std::function<void(const FJson& Notification)>;
+
+/**
+ * Checks --toolset entries against the registry (game thread, after the modules started): each must name a
+ * namespace or a "<namespace>.<family>" that exists. A namespace disabled in the settings counts as existing,
+ * families and all. Returns the message for the first unknown entry, with the closest known one.
+ */
+std::optional<std::string> CheckToolset(const std::vector<std::string>& Toolset);
 
 class FServer
 {
@@ -101,7 +113,9 @@ public:
 	/** Takes note of a notification (notifications/initialized, notifications/cancelled). */
 	void HandleNotification(const FJson& Notification, const FSessionContext& Session);
 
-	/** Lets logging/setLevel take effect on a channel that can carry notifications. */
+	/** Gives a session a channel for what the server sends unprompted: log lines once it set a level with
+	 *  logging/setLevel (rate-limited), and notifications/tools/list_changed and resources/list_changed once it
+	 *  has initialized. */
 	void AttachNotificationSink(const std::string& SessionId, FNotifyFn Sink);
 	void DetachSession(const std::string& SessionId);
 
@@ -110,7 +124,12 @@ public:
 	// Building blocks, public for tests. All read the registries, so they belong on the game thread.
 	FJson BuildInitializeResult(const FJson& Params) const;
 	FJson BuildToolsList() const;
+	/** tools/call: the tool resolved (flat name, dotted name, or grouped namespace with its action), the
+	 *  arguments checked against the action's parameters, then the action run. A refusal that names no tool at
+	 *  all (bad params, unknown tool) comes back as OutRpcErrorCode; everything else as a tool result. */
 	FJson CallTool(const FJson& Params, const FSessionContext& Session, int& OutRpcErrorCode, std::string& OutRpcErrorMessage) const;
+	/** The instructions sent at initialize: the configured text, then a line per disabled namespace. */
+	std::string BuildInstructions() const;
 
 private:
 	struct FImpl;

@@ -3,6 +3,8 @@
 // a description that promises a clamp or default states what the handler enforces.
 #include "TarnwickActionCatalogue.h"
 
+#include "Viewport/ViewportRules.h"
+
 #include <utility>
 
 namespace
@@ -47,6 +49,37 @@ FTarnwickParamSpec OptDisk(std::string Name, std::string Description)
 	return WithKind(Opt(std::move(Name), "string", std::move(Description)), EParamKind::DiskPath);
 }
 
+FTarnwickParamSpec Shaped(FTarnwickParamSpec Param, FTarnwickParamShape Shape)
+{
+	Param.Shape = std::move(Shape);
+	return Param;
+}
+
+/** [x, y, z], [pitch, yaw, roll]: three numbers. */
+FTarnwickParamShape Vector3()
+{
+	return FTarnwickParamShape::Exactly(3, "number");
+}
+
+/** [width, height]. */
+FTarnwickParamShape Size2()
+{
+	return FTarnwickParamShape::Exactly(2, "number");
+}
+
+FTarnwickParamShape ListOf(const char* ItemType)
+{
+	return FTarnwickParamShape::ArrayOf(ItemType);
+}
+
+/** The names set_view_mode accepts, from the rule that reads them. */
+FTarnwickParamShape ViewModes()
+{
+	std::vector<std::string> Names;
+	for (const Tarnwick::Viewport::FViewModeName& Mode : Tarnwick::Viewport::GetViewModeNames()) Names.emplace_back(Mode.Name);
+	return FTarnwickParamShape::OneOf(std::move(Names));
+}
+
 /** The `_debug` switch shared by the actions that can explain themselves. */
 FTarnwickParamSpec Debug()
 {
@@ -55,11 +88,14 @@ FTarnwickParamSpec Debug()
 
 // ---- Annotation shorthands ------------------------------------------------------------------------------
 
-const FTarnwickToolAnnotations Unset{};
+// Every entry states all four hints, so clients neither ask to confirm a read nor assume the worst of a write.
+// Destructive: may overwrite or discard what was there (files, assets, unsaved work) or run arbitrary code.
+// Idempotent: the same call again changes nothing more. Nothing here reaches beyond this editor (open world).
 const FTarnwickToolAnnotations ReadOnly = FTarnwickToolAnnotations::ReadOnly();
 const FTarnwickToolAnnotations Mutating = FTarnwickToolAnnotations::Mutating();
 const FTarnwickToolAnnotations Idempotent = FTarnwickToolAnnotations::Mutating(true);
 const FTarnwickToolAnnotations Destructive = FTarnwickToolAnnotations::Destructive();
+const FTarnwickToolAnnotations DestructiveIdempotent = FTarnwickToolAnnotations::Destructive(true);
 
 // ---- Entry shorthands -----------------------------------------------------------------------------------
 
@@ -102,13 +138,13 @@ struct FSmokeOptions
 		"Level asset path to open before PIE, such as /Game/Maps/M_Arena; omitted = the currently open level.");
 	FTarnwickParamSpec Duration = Opt("duration", "number",
 		"Seconds of play to observe, clamped to 0-120. Default 5.", "5");
-	FTarnwickParamSpec SampleVars = Opt("sample_vars", "array",
+	FTarnwickParamSpec SampleVars = Shaped(Opt("sample_vars", "array",
 		"Legacy list of AnimInstance variable names sampled on the pawn. Without sample_vars and sample_spec, "
-		"GroundSpeed, bShouldMove and DesiredYawDelta are sampled; an empty array samples nothing.");
+		"GroundSpeed, bShouldMove and DesiredYawDelta are sampled; an empty array samples nothing."), ListOf("string"));
 	FTarnwickParamSpec PawnClass = Opt("pawn_class", "string",
 		"Substring of the class name of the pawn to observe; omitted = the first player controller's pawn.");
-	FTarnwickParamSpec ConsoleScript = Opt("console_script", "array",
-		"Console commands run once on the PIE world right after PIE starts.");
+	FTarnwickParamSpec ConsoleScript = Shaped(Opt("console_script", "array",
+		"Console commands run once on the PIE world right after PIE starts."), ListOf("string"));
 	FTarnwickParamSpec PythonScript = Opt("python_script", "string",
 		"Python source run once through the editor's Python plug-in right after PIE starts.");
 	FTarnwickParamSpec LogPatterns = Opt("log_patterns", "array|object",
@@ -120,29 +156,30 @@ struct FSmokeOptions
 		"BeginTearingDown");
 	FTarnwickParamSpec TeardownAllowed = Opt("teardown_allowed", "bool",
 		"When true, must_absent matches in the teardown bucket do not fail the run. Default true.", "true");
-	FTarnwickParamSpec ProbeScripts = Opt("probe_scripts", "array",
-		"Delayed probes [{at_seconds, python, console}] run on the PIE world at session times.");
-	FTarnwickParamSpec InputEvents = Opt("input_events", "array",
+	FTarnwickParamSpec ProbeScripts = Shaped(Opt("probe_scripts", "array",
+		"Delayed probes [{at_seconds, python, console}] run on the PIE world at session times."), ListOf("object"));
+	FTarnwickParamSpec InputEvents = Shaped(Opt("input_events", "array",
 		"Scheduled input [{at_seconds, event: down|up|press|mouse_move|click, key, button, x, y, hold_ms, "
-		"modifiers}] delivered through the pie actions.");
+		"modifiers}] delivered through the pie actions."), ListOf("object"));
 	FTarnwickParamSpec Stages = Opt("stages", "object",
 		"Staged hooks pre_pie, on_begin_play, after_n_ticks (with n) and before_capture, each {python, console}.");
-	FTarnwickParamSpec ActorSetup = Opt("actor_setup", "array",
-		"Actors set up once PIE is ready: [{class, count, locations, apply_data_asset, move_to}].");
+	FTarnwickParamSpec ActorSetup = Shaped(Opt("actor_setup", "array",
+		"Actors set up once PIE is ready: [{class, count (1-1000, default 1), locations, apply_data_asset, "
+		"move_to}]."), ListOf("object"));
 	FTarnwickParamSpec CsvProfile = Opt("csv_profile", "bool",
 		"Record a CSV profile of the run under Saved/Profiling. Default false.", "false");
-	FTarnwickParamSpec TraceChannels = Opt("trace_channels", "array",
-		"Trace channels to record into a .utrace under Saved/Profiling; omitted = no trace.");
-	FTarnwickParamSpec SampleSpec = Opt("sample_spec", "array",
+	FTarnwickParamSpec TraceChannels = Shaped(Opt("trace_channels", "array",
+		"Trace channels to record into a .utrace under Saved/Profiling; omitted = no trace."), ListOf("string"));
+	FTarnwickParamSpec SampleSpec = Shaped(Opt("sample_spec", "array",
 		"Typed samples [{name, source: anim|property|gas|blackboard, root, path, attribute, key, interval, "
-		"required, retain_json}] read during the run and summarised in the report.");
+		"required, retain_json}] read during the run and summarised in the report."), ListOf("object"));
 	FTarnwickParamSpec SampleInterval = Opt("sample_interval", "number",
 		"Seconds between anim and property reads, clamped to 0-5; 0 = every frame. Default 0.", "0");
 	FTarnwickParamSpec DispatchInterval = Opt("dispatch_interval", "number",
 		"Seconds between gas and blackboard reads, clamped to 0.02-5. Default 0.1.", "0.1");
-	FTarnwickParamSpec Expect = Opt("expect", "array",
+	FTarnwickParamSpec Expect = Shaped(Opt("expect", "array",
 		"Declarative expectations over the samples, evaluated when the run ends; entries that can never be "
-		"satisfied refuse the run before PIE starts.");
+		"satisfied refuse the run before PIE starts."), ListOf("object"));
 	FTarnwickParamSpec MaxSamples = Opt("max_samples", "integer",
 		"Retained sample rows, clamped to 1-100000. Default 2000.", "2000");
 	FTarnwickParamSpec ResolveGraceSeconds = Opt("resolve_grace_seconds", "number",
@@ -151,8 +188,9 @@ struct FSmokeOptions
 		"Kept with the session for stricter sample checking. Default false.", "false");
 	FTarnwickParamSpec FailFast = Opt("fail_fast", "bool",
 		"Mark the session as soon as an error-severity expectation can no longer pass. Default false.", "false");
-	FTarnwickParamSpec Clock = Opt("clock", "string",
-		"Session clock: game (world time, follows pause and dilation) or wall. Default game.", "game");
+	FTarnwickParamSpec Clock = Shaped(Opt("clock", "string",
+		"Session clock: game (world time, follows pause and dilation) or wall. Default game.", "game"),
+			FTarnwickParamShape::OneOf({"game", "wall"}));
 	FTarnwickParamSpec Settle = Opt("settle", "bool",
 		"Hold the session clock until loading, streaming and compilation are quiet. Default true.", "true");
 	FTarnwickParamSpec SettleTimeout = Opt("settle_timeout", "number",
@@ -174,17 +212,17 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 {
 	const FSmokeOptions S;
 	return InNamespace("editor", {
-		Entry("trigger_build", "build", Unset,
+		Entry("trigger_build", "build", Mutating,
 			"Trigger a Live Coding compile",
 			{
 				Opt("wait", "bool", "Block until compile finishes", "false"),
 			}),
-		RunsHandlerOf("trigger_build", Entry("live_compile", "build", Unset,
+		RunsHandlerOf("trigger_build", Entry("live_compile", "build", Mutating,
 			"Trigger a Live Coding compile (alias for trigger_build)",
 			{
 				Opt("wait", "bool", "Block until compile finishes", "false"),
 			})),
-		Entry("get_build_errors", "build", Unset,
+		Entry("get_build_errors", "build", Mutating,
 			"Get build errors and warnings, scoped to a time window and bucketed into compile_errors "
 			"(LogLiveCoding/LogCompile/LogLinker) vs other_errors. By default excludes LogPython + LogTarnwick "
 			"capture noise from the headline error_count (still visible under other_errors). Window precedence: "
@@ -204,9 +242,9 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 					"Narrow the QUERY to a specific log category (separate from compile/other bucketing)."),
 				Opt("compile_only", "bool",
 					"Narrow the QUERY to compile categories only (LogLiveCoding/LogCompile/LogLinker).", "false"),
-				Opt("exclude_categories", "array",
+				Shaped(Opt("exclude_categories", "array",
 					"Categories bucketed under other_errors and kept OUT of the headline error_count (still "
-					"returned — never hidden). Default [LogPython, LogTarnwick]."),
+					"returned — never hidden). Default [LogPython, LogTarnwick]."), ListOf("string")),
 			}),
 		Entry("get_build_status", "build", ReadOnly,
 			"Check compile status: compiling, last_result, last_compile_time, errors_since_compile, patch_applied"),
@@ -253,7 +291,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"Report loaded packages with unsaved changes (UPackage::IsDirty), optionally scoped to one or more /Game "
 			"path prefixes.",
 			{
-				Opt("scope_paths", "array", "Long package path prefixes to report, such as /Game/Maps; omitted = all."),
+				Shaped(Opt("scope_paths", "array", "Long package path prefixes to report, such as /Game/Maps; omitted = all."),
+					ListOf("string")),
 				Opt("include_transient", "bool", "Also report transient (not disk-backed) packages. Default false.",
 					"false"),
 				Opt("include_maps", "bool", "Report map packages. Default true.", "true"),
@@ -262,11 +301,13 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("save_packages", "packages", Destructive,
 			"Save the requested packages to disk (UPackage::SavePackage + FSavePackageArgs).",
 			{
-				Req("packages", "array", "Long package names to save, such as /Game/Maps/M_Arena."),
+				Shaped(Req("packages", "array", "Long package names to save, such as /Game/Maps/M_Arena."),
+					ListOf("string")),
 				Opt("fail_on_unrequested_dirty", "bool",
 					"Refuse to save when packages other than the requested ones are dirty. Default false.", "false"),
-				Opt("scope_paths", "array",
+				Shaped(Opt("scope_paths", "array",
 					"Path prefixes that limit the unrequested-dirty check; omitted = every loaded package."),
+						ListOf("string")),
 				Opt("dry_run", "bool", "Report what would be saved without writing anything. Default false.", "false"),
 			}),
 		Entry("run_pie_smoke", "smoke", Mutating,
@@ -379,7 +420,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				S.Unthrottle,
 				S.RequireStable,
 			}),
-		Entry("create_nav_harness_map", "maps", Unset,
+		Entry("create_nav_harness_map", "maps", DestructiveIdempotent,
 			"Build a navigation test map from a JSON spec: blank world, floor, nav bounds, camera, target points and "
 			"actor instances with reflective defaults.",
 			{
@@ -388,29 +429,36 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 					"{location, scale, mesh}; default a 50x50 m plane (/Engine/BasicShapes/Plane) at the origin."),
 				Opt("nav_bounds", "object", "{location, extent}; default centred at the origin with extent [3000,3000,500]."),
 				Opt("camera", "object", "{location, rotation} of a camera actor to spawn."),
-				Opt("target_points", "array", "[{name, location}] target points, also the navigation validation points."),
-				Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
-				Opt("validate_pairs", "array", "[{from, to}] target point names that must be joined by a navigation path."),
+				Shaped(Opt("target_points", "array", "[{name, location}] target points, also the navigation validation points."),
+					ListOf("object")),
+				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
+					ListOf("object")),
+				Shaped(Opt("validate_pairs", "array", "[{from, to}] target point names that must be joined by a navigation path."),
+					ListOf("object")),
 				Opt("game_mode_override", "string", "GameMode class path set as the map's GameMode override."),
-				Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
+				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
+					ListOf("object")),
 				Opt("nav_timeout", "number", "Seconds to wait for navigation generation. Default 30.", "30"),
 			}),
-		Entry("author_map_settings", "maps", Unset,
+		Entry("author_map_settings", "maps", Mutating,
 			"Author map-level settings on the open or a given map: GameMode override, player starts and actor "
 			"instances with reflective defaults.",
 			{
 				OptAsset("path", "Map to open first as the editor world; omitted = the currently open map."),
 				Opt("game_mode_override", "string", "GameMode class path set as the map's GameMode override."),
-				Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
-				Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
+				Shaped(Opt("player_starts", "array", "[{location, rotation, name}] PlayerStarts to spawn."),
+					ListOf("object")),
+				Shaped(Opt("actors", "array", "[{class, location, rotation, folder, properties}] actor instances to spawn."),
+					ListOf("object")),
 				Opt("save", "bool", "Save the map afterwards. Default false.", "false"),
 			}),
-		Entry("capture_scene_preview", "capture", Unset,
+		Entry("capture_scene_preview", "capture", Idempotent,
 			"Screenshot of an asset (Niagara, material, static mesh, skeletal mesh, widget) rendered in a preview "
 			"scene.",
 			{
 				Req("asset_path", "string", "Asset to render."),
-				Req("asset_type", "string", "niagara, material, static_mesh, skeletal_mesh or widget."),
+				Shaped(Req("asset_type", "string", "niagara, material, static_mesh, skeletal_mesh or widget."),
+					FTarnwickParamShape::OneOf({"niagara", "material", "static_mesh", "skeletal_mesh", "widget"})),
 				Opt("preview_mesh", "string", "Mesh a material is shown on: plane, sphere or cube. Default plane.",
 					"plane"),
 				Opt("seek_time", "number", "Seconds to advance a Niagara simulation or skeletal animation. Default 0.",
@@ -418,7 +466,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("animation_path", "string", "skeletal_mesh only: animation sequence to pose with at seek_time."),
 				Opt("scale", "number", "widget only: DPI multiplier, at least 0.01. Default 1.", "1.0"),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing (fov default 60)."),
-				Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("output_path", "string",
 					"PNG path, absolute or project-relative; default under Saved/Screenshots/Tarnwick."),
 			}),
@@ -427,7 +476,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Req("asset_path", "string", "Material or material instance path."),
 			}),
-		Entry("inspect_texture_channels", "capture", Unset,
+		Entry("inspect_texture_channels", "capture", Idempotent,
 			"Inspect a UTexture2D's R/G/B/A channel statistics (min/max/mean per channel) plus "
 			"format/dimensions/sRGB/alpha.",
 			{
@@ -436,54 +485,61 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("output_dir", "string",
 					"Folder for the channel PNGs; default Saved/Tests/Tarnwick/InspectTexture/<texture name>."),
 			}),
-		Entry("capture_material_grid", "capture", Unset,
+		Entry("capture_material_grid", "capture", Idempotent,
 			"Render N materials side-by-side on identical preview meshes in ONE scene, ONE camera, ONE PNG.",
 			{
-				Req("material_paths", "array", "1 to 16 UMaterialInterface paths, one grid cell each."),
+				Shaped(Req("material_paths", "array", "1 to 16 UMaterialInterface paths, one grid cell each."),
+					FTarnwickParamShape::ArrayOf("string", 1, 16)),
 				Opt("output_path", "string", "PNG path; default Saved/Screenshots/Tarnwick/CaptureMaterialGrid/<timestamp>.png."),
-				Opt("resolution", "array", "[width, height] of the whole grid. Default [1024,1024].", "[1024,1024]"),
+				Shaped(Opt("resolution", "array", "[width, height] of the whole grid. Default [1024,1024].", "[1024,1024]"),
+					Size2()),
 				Opt("columns", "integer", "Grid columns; default ceil(sqrt(material count))."),
 				Opt("preview_mesh", "string", "sphere, plane or cube. Default sphere.", "sphere"),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
 			}),
-		Entry("capture_with_overlay", "capture", Unset,
+		Entry("capture_with_overlay", "capture", Idempotent,
 			"Render a static mesh with a show-flag overlay (wireframe, normals, uv_density, lightmap_density, "
 			"shader_complexity) to PNG.",
 			{
 				Req("asset_path", "string", "Static mesh path."),
-				Req("mode", "string", "wireframe, normals, uv_density, lightmap_density or shader_complexity."),
+				Shaped(Req("mode", "string", "wireframe, normals, uv_density, lightmap_density or shader_complexity."),
+					FTarnwickParamShape::OneOf({"wireframe", "normals", "uv_density", "lightmap_density", "shader_complexity"})),
 				Opt("output_path", "string", "PNG path; default Saved/Screenshots/Tarnwick/CaptureWithOverlay/<timestamp>.png."),
-				Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+				Shaped(Opt("resolution", "array", "[width, height] of the PNG. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
 			}),
-		Entry("capture_sequence_frames", "capture", Unset,
+		Entry("capture_sequence_frames", "capture", Idempotent,
 			"Capture multiple frames of an animated effect at specified timestamps",
 			{
 				Req("asset_path", "string", "Asset to render."),
 				Req("asset_type", "string", "Kind of asset, as for capture_scene_preview (e.g. niagara)."),
-				Req("timestamps", "array", "Seconds at which to capture a frame."),
+				Shaped(Req("timestamps", "array", "Seconds at which to capture a frame."), ListOf("number")),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
-				Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+					Size2()),
 				Opt("output_dir", "string", "Folder for the frames; default under Saved/Screenshots/Tarnwick."),
 				Opt("filename_prefix", "string", "Prefix of the frame file names. Default frame.", "frame"),
 				Opt("persistent", "bool", "Keep one simulation running across the timestamps instead of restarting it."),
 			}),
-		Entry("capture_anim_frames", "capture", Unset,
+		Entry("capture_anim_frames", "capture", Idempotent,
 			"Render a skeletal animation asset (sequence, blend space or animation blueprint) to PNG frames in an "
 			"isolated preview scene, without PIE.",
 			{
 				ReqAsset("asset_path", "Animation sequence, blend space or animation blueprint."),
 				OptAsset("skeletal_mesh", "Skeletal mesh to animate; default the animation's preview mesh."),
-				Opt("time_samples", "array", "Seconds at which to render; omitted = count frames spread over duration."),
+				Shaped(Opt("time_samples", "array", "Seconds at which to render; omitted = count frames spread over duration."),
+					ListOf("number")),
 				Opt("count", "integer", "Number of evenly spaced frames when time_samples is omitted. Default 8.", "8"),
 				Opt("duration", "number", "Seconds the frames span; default the animation's length."),
 				Opt("blend_params", "object", "Blend space input values, such as {\"x\": 150, \"y\": 0}."),
 				Opt("camera", "object", "{location, rotation, fov}; overrides auto-framing."),
-				Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+				Shaped(Opt("resolution", "array", "[width, height] of each frame. Default [512,512].", "[512,512]"),
+					Size2()),
 				OptDisk("output_dir", "Folder for the frames; default under Saved/Screenshots/Tarnwick."),
 				Opt("filename_prefix", "string", "Prefix of the frame file names. Default frame.", "frame"),
 			}),
-		Entry("import_texture", "assets", Unset,
+		Entry("import_texture", "assets", DestructiveIdempotent,
 			"Import an external image as a UTexture2D with configurable settings",
 			{
 				Req("source_path", "string", "Image file on disk to import."),
@@ -493,9 +549,10 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("stitch_flipbook", "assets", Destructive,
 			"Stitch individual frame images into a flipbook atlas texture and import as UTexture2D",
 			{
-				Req("frame_paths", "array", "Frame image files on disk, in playback order."),
+				Shaped(Req("frame_paths", "array", "Frame image files on disk, in playback order."), ListOf("string")),
 				Req("dest_path", "string", "Asset path of the atlas texture."),
-				Req("grid", "array", "[columns, rows] of the atlas."),
+				Shaped(Req("grid", "array", "[columns, rows] of the atlas."),
+					FTarnwickParamShape::Exactly(2, "integer")),
 				Opt("srgb", "bool", "Import the atlas as sRGB. Default true.", "true"),
 				Opt("no_mipmaps", "bool", "Import without mipmaps. Default true.", "true"),
 				Opt("delete_sources", "bool", "Delete the frame files after stitching. Default true.", "true"),
@@ -504,34 +561,36 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("delete_assets", "assets", Destructive,
 			"Delete UE assets by path.",
 			{
-				Req("asset_paths", "array", "Asset paths to delete."),
-				Opt("allowed_prefixes", "array", "Only delete assets under these path prefixes."),
+				Shaped(Req("asset_paths", "array", "Asset paths to delete."), ListOf("string")),
+				Shaped(Opt("allowed_prefixes", "array", "Only delete assets under these path prefixes."),
+					ListOf("string")),
 				Opt("force", "bool", "Delete even when other assets still reference them. Default false.", "false"),
 			}),
 		Entry("get_viewport_info", "viewport", ReadOnly,
 			"Get current editor viewport camera position, rotation, FOV, and resolution"),
-		Entry("capture_system_gif", "capture", Unset,
+		Entry("capture_system_gif", "capture", Idempotent,
 			"Capture a Niagara system as a sequence of PNG frames with optional GIF encoding via ffmpeg or python",
 			{
 				Req("asset_path", "string", "Niagara system path."),
 				Opt("duration_seconds", "number", "Seconds of simulation to capture."),
 				Opt("fps", "number", "Frames captured per second of simulation."),
-				Opt("resolution", "array", "[width, height] of each frame."),
+				Shaped(Opt("resolution", "array", "[width, height] of each frame."), Size2()),
 				Opt("output_path", "string", "Folder for the frames and the GIF; default under Saved/Screenshots/Tarnwick."),
 				Opt("encoder", "string", "GIF encoder: ffmpeg, python, or none for PNG frames only."),
 			}),
-		Entry("run_console_command", "console", Unset,
+		Entry("run_console_command", "console", Destructive,
 			"Execute one console command in the editor world or, when PIE runs, through the PIE player controller, "
 			"and return its captured output.",
 			{
 				Req("command", "string", "One console command; chaining and commands that end or crash the editor are refused."),
-				Opt("target", "string",
+				Shaped(Opt("target", "string",
 					"auto (PIE when a session is active, else the editor), editor or pie. Default auto.", "auto"),
+						FTarnwickParamShape::OneOf({"auto", "editor", "pie"})),
 			}),
-		Entry("capture_viewport", "capture", Unset,
+		Entry("capture_viewport", "capture", Mutating,
 			"Capture a PNG screenshot of the live level viewport.",
 			{
-				Opt("resolution", "array", "[width, height]; default the viewport's native size."),
+				Shaped(Opt("resolution", "array", "[width, height]; default the viewport's native size."), Size2()),
 				Opt("output_path", "string", "PNG path; default Saved/Screenshots/Tarnwick/<unix time>_viewport.png."),
 				Opt("as_base64", "bool", "Also return the PNG inline as base64. Default false.", "false"),
 				Opt("realtime", "bool",
@@ -539,7 +598,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("include_hud", "bool", "Composite the PIE UI overlay (UMG, debug HUD) into the capture. Default false.",
 					"false"),
 			}),
-		Entry("open_level", "level", Unset,
+		Entry("open_level", "level", Destructive,
 			"Load a level (.umap) by content path.",
 			{
 				Req("level_path", "string", "Level path under /Game/ or /Engine/, such as /Game/Maps/MyLevel."),
@@ -552,7 +611,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("force", "bool", "Save even when the level is not dirty. Default false.", "false"),
 				Debug(),
 			}),
-		Entry("create_level", "level", Unset,
+		Entry("create_level", "level", Destructive,
 			"Create a new level at the given /Game/ path.",
 			{
 				Req("level_path", "string", "Path of the new level, such as /Game/Maps/NewLevel."),
@@ -579,13 +638,13 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("move_camera", "viewport", Idempotent,
 			"Set the active editor viewport's camera location and/or rotation.",
 			{
-				Opt("location", "array", "[x, y, z] in world units."),
-				Opt("rotation", "array", "[pitch, yaw, roll] in degrees."),
+				Shaped(Opt("location", "array", "[x, y, z] in world units."), Vector3()),
+				Shaped(Opt("rotation", "array", "[pitch, yaw, roll] in degrees."), Vector3()),
 			}),
 		Entry("look_at", "viewport", Idempotent,
 			"Point the editor camera at a world-space target.",
 			{
-				Req("target", "array", "[x, y, z] world-space point to look at."),
+				Shaped(Req("target", "array", "[x, y, z] world-space point to look at."), Vector3()),
 				Opt("distance", "number", "Distance from the target to place the camera at."),
 			}),
 		Entry("set_fov", "viewport", Idempotent,
@@ -596,9 +655,9 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 		Entry("set_view_mode", "viewport", Idempotent,
 			"Change the viewport render mode.",
 			{
-				Req("mode", "string",
+				Shaped(Req("mode", "string",
 					"lit, unlit, wireframe, detail_lighting, lighting_only, shader_complexity, lightmap_density, "
-					"reflections, collision_pawn, collision_visibility, lod or quad_overdraw."),
+					"reflections, collision_pawn, collision_visibility, lod or quad_overdraw."), ViewModes()),
 			}),
 		Entry("toggle_realtime", "viewport", Mutating,
 			"Toggle the viewport's realtime flag.",
@@ -610,7 +669,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Opt("enabled", "bool", "New state; omitted = flip the current state."),
 			}),
-		Entry("package_project", "jobs", Unset,
+		Entry("package_project", "jobs", Mutating,
 			"Package the project for the given platform/configuration via UAT's BuildCookRun. Returns at once with "
 			"an async_job_id; poll it with brindle_get_async_job.",
 			{
@@ -619,21 +678,21 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 				Opt("output_dir", "string", "Archive folder; default <project>/Saved/StagedBuilds."),
 				Opt("skip_cook_if_possible", "bool", "Cook iteratively (-iterate). Default false.", "false"),
 			}),
-		Entry("cook_content", "jobs", Unset,
+		Entry("cook_content", "jobs", Mutating,
 			"Cook content for the given platform via UAT. Returns at once with an async_job_id; poll it with "
 			"brindle_get_async_job.",
 			{
 				Opt("platform", "string", "Target platform. Default Win64."),
-				Opt("map_filter", "array", "Map paths to cook; omitted = every map."),
+				Shaped(Opt("map_filter", "array", "Map paths to cook; omitted = every map."), ListOf("string")),
 			}),
-		Entry("build_lighting", "jobs", Unset,
+		Entry("build_lighting", "jobs", Mutating,
 			"Trigger a static lighting build on the current world. Returns at once with an async_job_id; poll it "
 			"with brindle_get_async_job.",
 			{
 				Opt("quality", "string", "preview, medium, high or production. Default preview.", "preview"),
 				Opt("apply_to", "string", "whole_world or current_level. Default whole_world.", "whole_world"),
 			}),
-		Entry("rebuild_navigation", "jobs", Unset,
+		Entry("rebuild_navigation", "jobs", Mutating,
 			"Rebuild the navmesh on the current world. Returns at once with an async_job_id; poll it with "
 			"brindle_get_async_job.",
 			{
@@ -660,7 +719,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			{
 				Opt("prefix", "string", "Full-path prefix of the tests to list; omitted = all."),
 			}),
-		Entry("run_automation_tests", "automation", Unset,
+		Entry("run_automation_tests", "automation", Destructive,
 			"Run automation tests by prefix in the running editor (no PIE, no separate process).",
 			{
 				Req("prefix", "string", "Full-path prefix of the tests to run, such as Project.Combat."),
@@ -671,9 +730,9 @@ std::vector<FTarnwickActionSpec> MakeEditorMain()
 			"when unsaved changes exist.",
 			{
 				ReqAsset("path", "Level asset path, such as /Game/Maps/M_Arena."),
-				Opt("dirty_policy", "string",
+				Shaped(Opt("dirty_policy", "string",
 					"refuse: fail when the current level has unsaved changes; discard: drop them. Default refuse.",
-					"refuse"),
+					"refuse"), FTarnwickParamShape::OneOf({"refuse", "discard"})),
 			}),
 	});
 }
@@ -692,7 +751,7 @@ std::vector<FTarnwickActionSpec> MakeEditorReflection()
 				Opt("strict", "boolean", "Fail on any unknown or unsettable property. Default true.", "true"),
 				Debug(),
 			}),
-		Entry("set_actor_uproperties", "reflection", Unset,
+		Entry("set_actor_uproperties", "reflection", Idempotent,
 			"Reflection-driven peer of mesh.set_actor_properties (which is a fixed-schema fast path).",
 			{
 				Req("actor_name", "string", "Label or name of the actor in the editor world."),
@@ -716,7 +775,7 @@ std::vector<FTarnwickActionSpec> MakeEditorReflection()
 				Opt("blend_radius", "number", "Blend radius in world units. Default 100.", "100.0"),
 				Opt("auto_exposure", "object", "Auto-exposure settings to override."),
 				Opt("indirect_lighting_intensity", "number", "Indirect lighting intensity to override."),
-				Opt("location", "array", "[x, y, z] of the volume. Default [0,0,0].", "[0,0,0]"),
+				Shaped(Opt("location", "array", "[x, y, z] of the volume. Default [0,0,0].", "[0,0,0]"), Vector3()),
 				Opt("name", "string", "Actor label."),
 				Opt("folder", "string", "Outliner folder."),
 				Debug(),
@@ -737,16 +796,18 @@ std::vector<FTarnwickActionSpec> MakeEditorReflection()
 				Opt("component", "string", "Component to change; omitted = the root component."),
 				Debug(),
 			}),
-		Entry("capture_waypoints", "capture", Unset,
+		Entry("capture_waypoints", "capture", Idempotent,
 			"Render PNG screenshots from a list of waypoint transforms (or pulled from a UDataAsset's `waypoints` "
 			"array).",
 			{
 				Opt("map_path", "string", "Level to open first; omitted = the currently open level."),
-				Opt("waypoints", "array", "[{location, rotation}] camera transforms to render from."),
+				Shaped(Opt("waypoints", "array", "[{location, rotation}] camera transforms to render from."),
+					ListOf("object")),
 				Opt("asset_path", "string", "Data asset whose `waypoints` array supplies the transforms."),
 				Req("output_dir", "string", "Folder for the screenshots."),
 				Opt("filename_prefix", "string", "Prefix of the file names. Default wp.", "wp"),
-				Opt("resolution", "array", "[width, height] of each screenshot. Default [1280,720].", "[1280,720]"),
+				Shaped(Opt("resolution", "array", "[width, height] of each screenshot. Default [1280,720].", "[1280,720]"),
+					Size2()),
 				Opt("fov", "number", "Field of view in degrees. Default 90.", "90"),
 				Opt("format", "string", "Image format. Default png.", "png"),
 				Debug(),
@@ -759,13 +820,13 @@ std::vector<FTarnwickActionSpec> MakeEditorReflection()
 std::vector<FTarnwickActionSpec> MakeEditorUtility()
 {
 	return InNamespace("editor_utility", {
-		Entry("run", "utility", Unset,
+		Entry("run", "utility", Destructive,
 			"Load an Editor Utility Blueprint (or any UObject TryRun accepts) by asset path and invoke "
 			"UEditorUtilitySubsystem::TryRun.",
 			{
 				Req("asset_path", "string", "Asset path of the Editor Utility Blueprint or object to run."),
 			}),
-		Entry("run_class", "utility", Unset,
+		Entry("run_class", "utility", Destructive,
 			"Load a UClass (Blueprint generated class) by path and invoke UEditorUtilitySubsystem::TryRunClass.",
 			{
 				Req("class_path", "string", "Path of the class to run, such as /Game/Tools/EUB_Tool.EUB_Tool_C."),
@@ -775,13 +836,13 @@ std::vector<FTarnwickActionSpec> MakeEditorUtility()
 			{
 				Req("asset_path", "string", "Asset path to check."),
 			}),
-		Entry("release_instance", "utility", Unset,
+		Entry("release_instance", "utility", Idempotent,
 			"Release the subsystem's retained instance of the given asset "
 			"(UEditorUtilitySubsystem::ReleaseInstanceOfAsset) so it can be GC'd.",
 			{
 				Req("asset_path", "string", "Asset path whose instance to release."),
 			}),
-		Entry("spawn_tab", "utility", Unset,
+		Entry("spawn_tab", "utility", Mutating,
 			"Spawn and register an Editor Utility Widget as a docked tab.",
 			{
 				Req("widget_path", "string", "Asset path of the Editor Utility Widget Blueprint."),
@@ -793,7 +854,7 @@ std::vector<FTarnwickActionSpec> MakeEditorUtility()
 				Req("widget_path", "string", "Asset path of the Editor Utility Widget Blueprint."),
 				Req("tab_id", "string", "Stable id to register the tab under."),
 			}),
-		Entry("spawn_registered_tab", "utility", Unset,
+		Entry("spawn_registered_tab", "utility", Mutating,
 			"Re-spawn a tab that was previously registered in this session by its tab_id.",
 			{
 				Req("tab_id", "string", "Id the tab was registered under."),
@@ -818,13 +879,13 @@ std::vector<FTarnwickActionSpec> MakeEditorUtility()
 			{
 				Req("widget_path", "string", "Asset path of the Editor Utility Widget Blueprint."),
 			}),
-		Entry("run_task", "utility", Unset,
+		Entry("run_task", "utility", Destructive,
 			"Instantiate and execute a UEditorUtilityTask asynchronously. Returns at once with an async_job_id; "
 			"poll it with brindle_get_async_job.",
 			{
 				Req("task_path", "string", "Class path of the Editor Utility Task to run."),
 			}),
-		Entry("cancel_task", "utility", Unset,
+		Entry("cancel_task", "utility", Mutating,
 			"Request cancellation of a running Editor Utility Task by its async_job_id.",
 			{
 				Req("async_job_id", "string", "Job id returned by run_task."),
@@ -839,7 +900,7 @@ std::vector<FTarnwickActionSpec> MakeEditorUtility()
 std::vector<FTarnwickActionSpec> MakeEditorMapsAndModules()
 {
 	return InNamespace("editor", {
-		Entry("create_empty_map", "maps", Unset,
+		Entry("create_empty_map", "maps", DestructiveIdempotent,
 			"Create a fully blank world asset at a /Game/ path and save it at once.",
 			{
 				Req("path", "string", "Asset path of the new map, such as /Game/Tests/M_Empty."),
@@ -848,7 +909,8 @@ std::vector<FTarnwickActionSpec> MakeEditorMapsAndModules()
 		Entry("get_module_status", "modules", ReadOnly,
 			"Report plugin-enabled + module-loaded status for Brindle (or arbitrary) modules.",
 			{
-				Opt("module_names", "array", "Module names to report; omitted = the Brindle modules."),
+				Shaped(Opt("module_names", "array", "Module names to report; omitted = the Brindle modules."),
+					ListOf("string")),
 			}),
 	});
 }
@@ -856,7 +918,7 @@ std::vector<FTarnwickActionSpec> MakeEditorMapsAndModules()
 std::vector<FTarnwickActionSpec> MakeEditorStats()
 {
 	return InNamespace("editor", {
-		Entry("get_stat_group_values", "stats", Unset,
+		Entry("get_stat_group_values", "stats", ReadOnly,
 			"Read the values of a stats group programmatically into a structured response.",
 			{
 				Req("group_name", "string", "Stats group to read, such as STATGROUP_Game or Game."),

@@ -52,6 +52,8 @@ struct FTarnwickParamSpec
 	/** Registered default text; empty means the entry has no "default" field. */
 	std::string Default;
 	EParamKind Kind = EParamKind::None;
+	/** Element type and count of an array, or the fixed set a string is one of; empty for most parameters. */
+	FTarnwickParamShape Shape;
 };
 
 struct FTarnwickActionSpec

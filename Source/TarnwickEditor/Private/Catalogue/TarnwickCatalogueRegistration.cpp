@@ -11,7 +11,7 @@ FJsonPtr BuildParamSchema(const FTarnwickActionSpec& Spec)
 	for (const FTarnwickParamSpec& Param : Spec.Params)
 	{
 		Builder.Add(Param.Name, Param.Type, Param.Description, Param.bRequired, Param.Default, !Param.Default.empty(), {},
-			Param.Kind);
+			Param.Kind, Param.Shape);
 	}
 	return Builder.Build();
 }

@@ -37,6 +37,12 @@ FTarnwickActionResult NoEditor()
 	return Fail("GEditor not available");
 }
 
+/** A start_play still waiting for its frame would otherwise start PIE right after the stop that meant to end it. */
+void CancelQueuedStart()
+{
+	if (GEditor->HasPlaySessionRequest()) GEditor->CancelRequestPlaySession();
+}
+
 FTarnwickActionResult StartPie()
 {
 	if (!GUnrealEd) return Fail("GUnrealEd not available");
@@ -56,6 +62,7 @@ FTarnwickActionResult StartPie()
 FTarnwickActionResult StopPie()
 {
 	if (!GEditor) return NoEditor();
+	CancelQueuedStart();
 	GEditor->RequestEndPlayMap();
 	return FTarnwickActionResult::Success(FJson{{"stopped", true}});
 }
@@ -84,6 +91,7 @@ FTarnwickActionResult StopPlay()
 {
 	if (!GEditor) return NoEditor();
 	Tarnwick::Pie::CancelPieStep();
+	CancelQueuedStart();
 	if (!Tarnwick::GetPIEWorld())
 	{
 		return FTarnwickActionResult::Success(FJson{{"ok", true}, {"requested", false}, {"was_active", false}});

@@ -149,9 +149,16 @@ FTarnwickActionResult SetViewMode(const FJsonPtr& Params)
 template <typename FGet, typename FSet>
 FTarnwickActionResult Toggle(const FJsonPtr& Params, const char* Action, FGet Get, FSet Set)
 {
+	const FToggleRequest Request = ReadToggle(FindParam(Params, "enabled"));
+	// A value we cannot read as a state must not quietly become a flip: the caller meant some state.
+	if (Request.Kind == FToggleRequest::EKind::Invalid)
+	{
+		return Fail(Tarnwick::Printf("'enabled' must be true or false (or omitted to flip the current state), got %s",
+			FTarnwickJsonUtils::Describe(*FindParam(Params, "enabled")).c_str()));
+	}
 	FEditorViewportClient* Client = FindActiveViewportClient();
 	if (!Client) return Fail(NoActiveViewport);
-	const bool bEnabled = ReadToggle(FindParam(Params, "enabled")).value_or(!Get(*Client));
+	const bool bEnabled = Request.Kind == FToggleRequest::EKind::Set ? Request.bState : !Get(*Client);
 	Set(*Client, bEnabled);
 	Client->Invalidate();
 	TW_LOG(LogTarnwick, Log, "editor.%s: %s", Action, bEnabled ? "true" : "false");
@@ -177,7 +184,8 @@ FTarnwickActionResult GetViewportInfo()
 	Out["resolution"] = Tarnwick::Printf("%dx%d", Size.X, Size.Y);
 	Out["camera_location"] = VectorToJson(Client->GetViewLocation());
 	Out["camera_rotation"] = RotatorToJson(Client->GetViewRotation());
-	Out["fov"] = static_cast<double>(Client->GetViewFOV());
+	// The field of view is a float; widened as it stands it would read 75.55000305175781 for 75.55.
+	Out["fov"] = FTarnwickJsonUtils::FloatAsShortestDouble(Client->GetViewFOV());
 	Out["realtime"] = Client->IsRealtime();
 	Out["viewport_type"] = Client->IsPerspective() ? "perspective" : "orthographic";
 	Out["view_mode_index"] = Client->GetViewModeIndex();

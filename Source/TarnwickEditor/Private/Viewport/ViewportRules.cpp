@@ -77,17 +77,18 @@ std::optional<FVector> ReadFiniteVector3(const FJson& Value)
 	return FVector(Components[0], Components[1], Components[2]);
 }
 
-std::optional<bool> ReadToggle(const FJson* Value)
+FToggleRequest ReadToggle(const FJson* Value)
 {
-	if (!Value) return std::nullopt;
-	if (Value->is_boolean()) return Value->get<bool>();
+	using EKind = FToggleRequest::EKind;
+	if (!Value) return {EKind::Flip, false};
+	if (Value->is_boolean()) return {EKind::Set, Value->get<bool>()};
 	if (Value->is_string())
 	{
 		const std::string& Text = Value->get_ref<const std::string&>();
-		if (EqualsIgnoreCase(Text, "true")) return true;
-		if (EqualsIgnoreCase(Text, "false")) return false;
+		if (EqualsIgnoreCase(Text, "true")) return {EKind::Set, true};
+		if (EqualsIgnoreCase(Text, "false")) return {EKind::Set, false};
 	}
-	return std::nullopt;
+	return {EKind::Invalid, false};
 }
 
 FRotator OrientationRotator(const FVector& Direction)

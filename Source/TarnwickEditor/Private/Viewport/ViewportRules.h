@@ -35,8 +35,23 @@ const FJson* FindParam(const FJsonPtr& Params, const char* Key);
 /** Three finite JSON numbers as (X, Y, Z); nullopt for anything else (other length, text, NaN, infinity). */
 std::optional<FVector> ReadFiniteVector3(const FJson& Value);
 
-/** A toggle's new state: a JSON bool, or the text "true"/"false" in any case; nullopt means flip the current one. */
-std::optional<bool> ReadToggle(const FJson* Value);
+/** What a toggle's `enabled` asks for. */
+struct FToggleRequest
+{
+	enum class EKind : uint8
+	{
+		/** Absent (or JSON null): flip the current state. */
+		Flip,
+		/** A JSON bool, or the text "true"/"false" in any case: set this state. */
+		Set,
+		/** Present but not a boolean: refused, never taken as a flip. */
+		Invalid,
+	};
+	EKind Kind = EKind::Flip;
+	bool bState = false;
+};
+
+FToggleRequest ReadToggle(const FJson* Value);
 
 /** The engine's orientation of a direction: Yaw atan2(Y, X), Pitch atan2(Z, |XY|), in degrees, Roll 0. */
 FRotator OrientationRotator(const FVector& Direction);

@@ -1,0 +1,7 @@
+#include "EditorPerformanceSettings.h"
+
+UEditorPerformanceSettings* UEditorPerformanceSettings::GetMutableDefault()
+{
+	static UEditorPerformanceSettings Default;
+	return &Default;
+}
