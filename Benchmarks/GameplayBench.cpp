@@ -1,6 +1,7 @@
 // Speed of the living Arena: a PIE frame with the player walking, the enemy following its path and the event
 // graphs running; a whole navmesh rebuild of the Arena's bounds; A* paths across the Arena; a pie action through
 // the registry. Figures are recorded in docs/performance.md.
+#include "BenchPieFrames.h"
 #include "GameViewport.h"
 #include "NavigationSystem.h"
 #include "SimHost.h"
@@ -59,24 +60,7 @@ void BM_ArenaLivingPieFrame(benchmark::State& State)
 		return;
 	}
 	UGameViewportClient* Viewport = GEditor->GetPlayWorld()->GetGameViewport();
-	int64 Frame = 0;
-	for (auto _ : State)
-	{
-		if (Frame % 200 == 0)
-		{
-			Viewport->InputKey(FInputKeyParams{FKey("S"), IE_Released});
-			Viewport->InputKey(FInputKeyParams{FKey("W"), IE_Pressed});
-		}
-		else if (Frame % 200 == 100)
-		{
-			Viewport->InputKey(FInputKeyParams{FKey("W"), IE_Released});
-			Viewport->InputKey(FInputKeyParams{FKey("S"), IE_Pressed});
-		}
-		Host->StepFrame();
-		++Frame;
-	}
-	State.SetItemsProcessed(State.iterations());
-	State.counters["frames_per_s"] = benchmark::Counter(static_cast<double>(State.iterations()), benchmark::Counter::kIsRate);
+	Tarnwick::Bench::StepWalkingFrames(State, *Host, Viewport);
 }
 BENCHMARK(BM_ArenaLivingPieFrame);
 

@@ -61,7 +61,7 @@ constexpr const char* TwentySpecs = R"({"sample_spec": [
 	{"name": "DesiredYawDelta", "path": "DesiredYawDelta"}
 ]})";
 
-/** One sampling pass (Tick) over 20 specs on the live PIE hero; arg 1 also arms one expectation per spec. */
+/** One sampling pass (Tick) over 20 specs on the live PIE hero; arg 1 also arms one expectation for each spec. */
 void BM_SamplingTick20Specs(benchmark::State& State)
 {
 	auto Host = StartArenaPie();

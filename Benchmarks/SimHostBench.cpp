@@ -1,5 +1,6 @@
 // Speed of the simulated editor: loading the Arena sample, starting PIE until play begins, and ticking an
 // Arena PIE world on the virtual clock. Figures are recorded in docs/performance.md.
+#include "BenchPieFrames.h"
 #include "GameViewport.h"
 #include "SimHost.h"
 
@@ -97,27 +98,8 @@ void BM_VirtualPieFrame(benchmark::State& State)
 	}
 	GEditor->RequestPlaySession(FRequestPlaySessionParams());
 	Host->StepUntil([] { return GEditor->GetPlayWorld() && GEditor->GetPlayWorld()->HasBegunPlay(); }, 100);
-	// The character walks (held keys, since a character given only a velocity brakes to a stop), turning back
-	// every 100 frames so that it stays on the floor.
 	UGameViewportClient* Viewport = GEditor->GetPlayWorld()->GetGameViewport();
-	int64 Frame = 0;
-	for (auto _ : State)
-	{
-		if (Frame % 200 == 0)
-		{
-			Viewport->InputKey(FInputKeyParams{FKey("S"), IE_Released});
-			Viewport->InputKey(FInputKeyParams{FKey("W"), IE_Pressed});
-		}
-		else if (Frame % 200 == 100)
-		{
-			Viewport->InputKey(FInputKeyParams{FKey("W"), IE_Released});
-			Viewport->InputKey(FInputKeyParams{FKey("S"), IE_Pressed});
-		}
-		Host->StepFrame();
-		++Frame;
-	}
-	State.SetItemsProcessed(State.iterations());
-	State.counters["frames_per_s"] = benchmark::Counter(static_cast<double>(State.iterations()), benchmark::Counter::kIsRate);
+	Tarnwick::Bench::StepWalkingFrames(State, *Host, Viewport);
 }
 BENCHMARK(BM_VirtualPieFrame);
 }

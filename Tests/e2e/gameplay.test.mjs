@@ -179,7 +179,9 @@ describe('the Arena comes alive', { timeout: 120000 }, () => {
     assert.equal(badKey.structuredContent.error.code, -32602);
     assert.match(badKey.structuredContent.error.message, /did you mean 'SpaceBar'/);
     const extra = await client.callTool({ name: 'ai_get_navmesh_stats', arguments: { actor: 'Enemy' } });
-    assert.equal(extra.structuredContent.error.message, "ai.get_navmesh_stats does not take 'actor' (it takes: world)");
+    // The server checks arguments before the handler runs, so a client sees the boundary's wording.
+    assert.equal(extra.structuredContent.error.code, -32602);
+    assert.equal(extra.structuredContent.error.message, "Unknown parameter 'actor' for ai_get_navmesh_stats; it takes 'world'.");
   });
 });
 
