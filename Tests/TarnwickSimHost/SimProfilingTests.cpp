@@ -129,7 +129,7 @@ TEST(SimCsvProfiler, ACaptureAskedForInAFrameRecordsTheFramesAfterItUpToTheOneTh
 		ASSERT_EQ(F.size(), 6u) << Lines[I];
 		EXPECT_EQ(F[0], "16.6667");
 		EXPECT_GE(std::stod(F[1]), 0.0);
-		EXPECT_EQ(F[3], "11") << "the editor view and the PIE view with the hero";
+		EXPECT_EQ(F[3], "13") << "the editor view (five props and the enemy) and the PIE view (those and the hero)";
 		EXPECT_EQ(F[5], std::to_string(ActorCount));
 	}
 	const std::string& Meta = Lines.back();

@@ -4,13 +4,17 @@
 #include "SimTestUtils.h"
 
 #include "ImageUtils.h"
+#include "PixelBlobs.h"
 #include "PngTestUtils.h"
 
 #include <filesystem>
 
 using namespace Tarnwick::Sim;
 using namespace Tarnwick::Sim::Test;
+using Tarnwick::Test::FBlob;
 using Tarnwick::Test::FDecodedPng;
+using Tarnwick::Test::FindBlob;
+using Tarnwick::Test::FindBlobAt;
 
 namespace
 {
@@ -33,39 +37,11 @@ FDecodedPng Capture(FViewport* Viewport, const std::string& Name)
 	return Out;
 }
 
-/** The hero is drawn in SK_Hero's colour (60, 200, 90); shading scales all three channels alike. */
+/** The hero is drawn in SK_Hero's colour (60, 200, 90); shading scales all three channels alike. The enemy shares
+ * the mesh and so the colour, which is why the hero is found as the patch around a pixel known to be its own. */
 bool IsHero(const FColor& C) { return C.G > 1.8 * C.R && C.G > 1.6 * C.B; }
 /** The Ball is the basic sphere's red (220, 60, 60); the crates' orange (200, 120, 60) is not. */
 bool IsBall(const FColor& C) { return C.R > 2.5 * C.G && C.R > 2.5 * C.B; }
-
-struct FBlob
-{
-	size_t Count = 0;
-	double X = 0.0;
-	double Y = 0.0;
-};
-
-template <typename Pred>
-FBlob FindBlob(const FDecodedPng& Image, Pred Is)
-{
-	FBlob B;
-	for (int32 Y = 0; Y < Image.Height; ++Y)
-	{
-		for (int32 X = 0; X < Image.Width; ++X)
-		{
-			if (!Is(Image.At(X, Y))) continue;
-			++B.Count;
-			B.X += X + 0.5;
-			B.Y += Y + 0.5;
-		}
-	}
-	if (B.Count)
-	{
-		B.X /= static_cast<double>(B.Count);
-		B.Y /= static_cast<double>(B.Count);
-	}
-	return B;
-}
 
 UWorld* StartPie(FSimHost& Host)
 {
@@ -101,7 +77,7 @@ TEST(SimViewportPixels, TheHerosCameraSeesTheHeroBelowTheCentre)
 	EXPECT_FALSE(IsHero(Image.At(560, 438))) << "34 units of radius at ~370 depth is ~59 pixels";
 	EXPECT_TRUE(IsHero(Image.At(600, 438)));
 	EXPECT_EQ(Image.At(640, 20), SimRenderConstants::SkyColor);
-	const FBlob Blob = FindBlob(Image, IsHero);
+	const FBlob Blob = FindBlobAt(Image, 640, 438, IsHero);
 	EXPECT_NEAR(Blob.X, 640.0, 2.0);
 	EXPECT_FALSE(Image.IsUniformRGB());
 }
@@ -121,23 +97,32 @@ TEST(SimViewportPixels, AChosenViewTargetMovesTheCameraAndAMovingHeroMovesInTheI
 	EXPECT_GT(First.CountDifferentPixels(Own), First.Pixels.size() / 4);
 
 	// At the PlayerStart the hero stands almost under the overview camera, cut by the bottom edge; 500 units
-	// further on it stands whole, higher in the image.
+	// further on it stands whole, higher in the image. Each time the hero's patch is the one around where the
+	// renderer projects the top of its capsule (the enemy wears the same colour elsewhere in the view).
 	AActor* Pawn = Hero(Pie);
-	const FBlob Before = FindBlob(First, IsHero);
+	const FSimRenderCamera Camera = FSimRenderCamera::Perspective(Overview->GetActorLocation(), Overview->GetActorRotation(), 75.0);
+	auto HeroPatch = [&](const FDecodedPng& Image) {
+		double X = 0, Y = 0, Depth = 0;
+		const FVector At = Pawn->GetActorLocation();
+		EXPECT_TRUE(ProjectToScreen(Camera, FIntPoint{1280, 720}, FVector(At.X, At.Y, At.Z + 80.0), X, Y, Depth));
+		return FindBlobAt(Image, static_cast<int32>(X), static_cast<int32>(Y), IsHero);
+	};
+	const FBlob Before = HeroPatch(First);
 	ASSERT_GT(Before.Count, 100u);
 	Pawn->SetActorLocation(FVector(-300, 0, 92));
 	Host->StepFrame();
 	const FDecodedPng Second = Capture(GEditor->GetGameViewport(), "overview_1");
-	const FBlob After = FindBlob(Second, IsHero);
+	const FBlob After = HeroPatch(Second);
 	ASSERT_GT(After.Count, 100u);
 	EXPECT_GT(Second.CountDifferentPixels(First), 1000u);
 	EXPECT_GT(Before.Y, 680.0);
+	EXPECT_EQ(Before.MaxY, 719) << "cut by the bottom edge";
 	EXPECT_LT(After.Y, Before.Y - 50.0);
+	EXPECT_LT(After.MaxY, 719);
 	EXPECT_NEAR(After.X, 640.0, 3.0);
 
 	// Where the renderer says the hero's centre lands is inside the hero's pixels.
 	double X = 0, Y = 0, Depth = 0;
-	const FSimRenderCamera Camera = FSimRenderCamera::Perspective(Overview->GetActorLocation(), Overview->GetActorRotation(), 75.0);
 	ASSERT_TRUE(ProjectToScreen(Camera, FIntPoint{1280, 720}, Pawn->GetActorLocation(), X, Y, Depth));
 	EXPECT_TRUE(IsHero(Second.At(static_cast<int32>(X), static_cast<int32>(Y))));
 
@@ -231,7 +216,7 @@ TEST(SimViewportPixels, ReadBackFollowsDrawsAndCountsWhatWasDrawn)
 	EXPECT_EQ(Pixels.size(), 1280u * 720u);
 	EXPECT_EQ(Pixels.front(), FColor(0, 0, 0, 0));
 	Host->StepFrame();
-	EXPECT_EQ(Host->GetEditor().GetLastDrawStats().DrawCalls, 5) << "floor, two crates, pillar, ball";
+	EXPECT_EQ(Host->GetEditor().GetLastDrawStats().DrawCalls, 6) << "floor, two crates, pillar, ball, the enemy's capsule";
 	// The render target keeps the drawn size until the next draw.
 	Client->Viewport.Resize(FIntPoint{320, 200});
 	ASSERT_TRUE(Client->Viewport.ReadPixels(Pixels));
@@ -243,14 +228,15 @@ TEST(SimViewportPixels, ReadBackFollowsDrawsAndCountsWhatWasDrawn)
 	EXPECT_FALSE(Host->GetEditor().GetViewportClient(1)->Viewport.ReadPixels(Pixels));
 	EXPECT_TRUE(Pixels.empty());
 
-	// While PIE loads the game viewport has no player to look through; once it plays, the hero is one more draw.
+	// While PIE loads the game viewport has no player to look through; once it plays, it draws what the editor
+	// view draws and the hero: 6 + 7.
 	GEditor->RequestPlaySession(FRequestPlaySessionParams());
 	Host->StepFrame();
 	ASSERT_TRUE(GEditor->GetGameViewport()->ReadPixels(Pixels));
 	for (const FColor& C : Pixels) ASSERT_EQ(C, FColor(0, 0, 0));
 	Host->StepUntil([] { return GEditor->GetPlayWorld()->HasBegunPlay(); }, 10);
 	Host->StepFrame();
-	EXPECT_EQ(Host->GetEditor().GetLastDrawStats().DrawCalls, 11);
+	EXPECT_EQ(Host->GetEditor().GetLastDrawStats().DrawCalls, 13);
 	EXPECT_GT(Host->GetEditor().GetLastDrawStats().PrimitivesDrawn, 1000);
 }
 
