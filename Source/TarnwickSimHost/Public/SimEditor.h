@@ -75,6 +75,8 @@ public:
 	void DrawViewports(uint64 FrameCounter);
 	/** What the viewports drew in the last viewport phase. */
 	const FSimRenderStats& GetLastDrawStats() const { return LastDrawStats; }
+	/** The camera the game viewport looks through for this view target, so a caller can tell where a point lands. */
+	FSimRenderCamera CameraForViewTarget(AActor* ViewTarget) { return Renderer->CameraForViewTarget(ViewTarget); }
 
 	/** Opens a new, empty editor world (package under /Temp/ when no name is given). */
 	FSimWorld* NewMap(const std::string& LongPackageName = std::string());
