@@ -39,6 +39,8 @@ FPieSmokeSession FinishedSession()
 	S.Runtime.FrameNow = 310;
 	S.Spec.LogPatterns.MustAbsent = {"Accessed None"};
 	S.Spec.LogPatterns.Legacy = S.Spec.LogPatterns.MustAbsent;
+	// As the end path does: a finished session's expectations are evaluated once, when it ends.
+	S.Sampling.Evaluate(static_cast<int32>(ESessionStatus::Complete), S.Runtime.SessionSeconds);
 	return S;
 }
 }

@@ -4,11 +4,13 @@
 // throttle suppression, scheduled input through the "pie" namespace, stages and probes, the log verdict, clips.
 #include "EditorPerformanceSettings.h"
 #include "InputCoreTypes.h"
+#include "PieSmoke/PieSmokeMapLoader.h"
 #include "PieSmoke/PieSmokeObserver.h"
 #include "PieSmoke/ThrottleSuppression.h"
 #include "PythonScriptPlugin.h"
 #include "SimHost.h"
 #include "TarnwickEditorHandlers.h"
+#include "TarnwickGameplayModuleScope.h"
 #include "TarnwickLog.h"
 #include "TarnwickLogCapture.h"
 #include "TarnwickTestHelpers.h"
@@ -36,11 +38,13 @@ protected:
 		GLog->AddOutputDevice(&Capture);
 		Tarnwick::Editor::AddPieSmokeHandlers(Table, &Capture);
 		Tarnwick::Editor::AddPieHandlers(Table);
+		Gameplay = std::make_unique<Tarnwick::Test::FGameplayModuleScope>();
 	}
 	void TearDown() override
 	{
 		FPieSmokeObserver::Get().Reset();
 		Host.reset();
+		Gameplay.reset();
 		GLog->RemoveOutputDevice(&Capture);
 		FTSTicker::GetCoreTicker().Reset();
 		FRegistryTest::TearDown();
@@ -54,25 +58,6 @@ protected:
 		std::string Error;
 		Host = Tarnwick::Sim::FSimHost::Create(Options, &Error);
 		ASSERT_TRUE(Host) << Error;
-	}
-	/** "pie" actions that hand keys to the player controller, as the gameplay module's do. */
-	void RegisterPieInput(bool bKeyDownFails = false)
-	{
-		auto Key = [](EInputEvent Event, bool bFail) {
-			return [Event, bFail](const FJsonPtr& Params) {
-				if (bFail) return FTarnwickActionResult("No PIE viewport to send input to", -32603);
-				UWorld* World = GEditor->GetPlayWorld();
-				APlayerController* PC = World ? World->GetFirstPlayerController() : nullptr;
-				FInputKeyParams Input;
-				Input.Key = FKey(Params->value("key", std::string()));
-				Input.Event = Event;
-				if (!PC || !PC->InputKey(Input)) return FTarnwickActionResult("key not taken", -32603);
-				return FTarnwickActionResult::Success(FJson{{"ok", true}});
-			};
-		};
-		auto& Registry = FTarnwickToolRegistry::Get();
-		Registry.RegisterAction("pie", "key_down", "", Key(IE_Pressed, bKeyDownFails), MakeJsonObject(), "");
-		Registry.RegisterAction("pie", "key_up", "", Key(IE_Released, false), MakeJsonObject(), "");
 	}
 	FTarnwickActionResult Call(const char* Action, FJson Params = FJson::object())
 	{
@@ -114,6 +99,8 @@ protected:
 	}
 	bool Throttled() const { return UEditorPerformanceSettings::GetMutableDefault()->bThrottleCPUWhenNotForeground; }
 
+	/** The "pie" namespace that input events go through, as the executable has it. */
+	std::unique_ptr<Tarnwick::Test::FGameplayModuleScope> Gameplay;
 	std::unique_ptr<Tarnwick::Sim::FSimHost> Host;
 	FTarnwickLogCapture Capture;
 	FTarnwickHandlerTable Table;
@@ -188,8 +175,12 @@ TEST_F(PieSmokeSessionTest, RefusalsBeforePieStarts)
 	EXPECT_EQ(Clock.ErrorMessage, "clock must be \"game\" (default, UWorld::TimeSeconds — pause- and dilation-aware) or \"wall\" "
 								  "(FPlatformTime::Seconds, legacy); got \"real\".");
 	ASSERT_TRUE(Clock.ErrorData);
-	EXPECT_EQ(*Clock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [], "sampled_vars": []})"));
-	const FTarnwickActionResult ClipClock = Call("capture_pie_movement_clip", FJson{{"clock", "real"}, {"output_path", "Saved/Clips/R"}});
+	EXPECT_EQ(*Clock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [], "sampled_vars": ["GroundSpeed", "bShouldMove", "DesiredYawDelta"]})"))
+		<< "a spec without sample_spec or sample_vars samples the three AnimInstance defaults";
+	// The clip creates its folder before it reads the rest of the spec; keep that out of the source tree.
+	const std::string ClipDir = (std::filesystem::temp_directory_path() / "tarnwick-clip-refusal").string();
+	const FTarnwickActionResult ClipClock = Call("capture_pie_movement_clip", FJson{{"clock", "real"}, {"output_path", ClipDir}});
+	std::filesystem::remove_all(ClipDir);
 	ASSERT_TRUE(ClipClock.ErrorData);
 	EXPECT_EQ(*ClipClock.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": []})")) << "the clip names no sampled vars";
 
@@ -204,6 +195,44 @@ TEST_F(PieSmokeSessionTest, RefusalsBeforePieStarts)
 		EXPECT_EQ(R.ErrorMessage, std::string("A PIE session is already running — stop it before ") + Action + ".");
 	}
 	EXPECT_NE(GEditor->GetPlayWorld(), nullptr);
+}
+
+TEST_F(PieSmokeSessionTest, SpecsThatCanNeverHoldRefuseWithTheirEntriesNamed)
+{
+	CreateHost();
+	const FTarnwickActionResult Unsatisfiable = Call("run_pie_smoke", FJson::parse(R"({"duration": 3,
+		"sample_spec": [{"name": "velocity", "path": "CharacterMovement.Velocity"}],
+		"expect": [{"id": "speed", "op": "gte", "var": "ground_speed", "value": 450},
+			{"id": "late", "op": "becomes_true_within", "var": "velocity", "seconds": 10},
+			{"id": "fine", "op": "gte", "var": "velocity.len", "value": 1}]})"));
+	EXPECT_EQ(Unsatisfiable.ErrorCode, -32603);
+	EXPECT_EQ(Unsatisfiable.ErrorMessage, "2 expectation(s) can never be satisfied — refusing to start PIE.");
+	ASSERT_TRUE(Unsatisfiable.ErrorData);
+	EXPECT_EQ(*Unsatisfiable.ErrorData, FJson::parse(R"({"unsatisfiable_expectations": [
+		"expect[speed] references unknown var 'ground_speed' — sampled vars are: velocity",
+		"expect[late] can never be satisfied: seconds=10 exceeds session duration=3"], "sampled_vars": ["velocity"]})"));
+
+	// The sampling grammar's own refusals pass through unchanged, before the clock or the expectations are read.
+	ExpectRefusal("run_pie_smoke", FJson::parse(R"({"clock": "real", "sample_spec": [{"name": "a", "source": "audio", "path": "X"}]})"),
+		"sample_spec[0]: unknown source 'audio' — expected anim|property|gas|blackboard");
+	ExpectRefusal("run_pie_smoke", FJson::parse(R"({"expect": [{"op": "eq", "var": "GroundSpeed"}]})"), "expect[e0]: op 'eq' requires 'value'");
+	EXPECT_EQ(GEditor->GetPlayWorld(), nullptr);
+}
+
+TEST_F(PieSmokeSessionTest, MapsAndFoldersThatCannotBeUsedRefuse)
+{
+	EXPECT_EQ(LoadSmokeMap("/Game/Maps/Arena"), std::optional<std::string>("GEditor unavailable — cannot load map for PIE smoke."))
+		<< "the loader's own guard, behind the actions' editor-context check";
+	const Tarnwick::Test::FTempDir Project;
+	std::filesystem::copy(TARNWICK_SOURCE_DIR "/Samples/Arena", Project.Get(), std::filesystem::copy_options::recursive);
+	Project.Write("Content/Maps/Broken.umap", R"({"Type": "World", "Actors": [{"Name": "A"}]})");
+	Project.Write("Saved/NotAFolder", "a file where the clip's folder would go");
+	CreateHost(Project.Str());
+	ExpectRefusal("run_pie_smoke", FJson{{"map", "/Game/Maps/Broken"}}, "Failed to load map '/Game/Maps/Broken' for PIE smoke.");
+	EXPECT_EQ(GEditor->GetEditorWorld()->GetMapName(), "Arena") << "the open level stays open";
+	const std::string Blocked = Project.Str() + "/Saved/NotAFolder/Clips";
+	ExpectRefusal("capture_pie_movement_clip", FJson{{"output_path", "Saved/NotAFolder/Clips"}},
+		"Could not create capture output directory '" + Blocked + "/' (resolved from 'Saved/NotAFolder/Clips').");
 }
 
 TEST_F(PieSmokeSessionTest, BlueprintCompileErrorsRefuseUnlessSuppressed)
@@ -455,43 +484,51 @@ TEST_F(PieSmokeSessionTest, LogLinesAfterTheMarkerDecideLogOk)
 TEST_F(PieSmokeSessionTest, InputGoesThroughThePieActionsAndHeldKeysAreReleased)
 {
 	CreateHost();
-	RegisterPieInput();
 	const std::string Id = Start(FJson{{"duration", 1}, {"input_events", FJson::parse(R"([
 		{"event": "down", "key": "W", "at_seconds": 0.2},
 		{"event": "down", "key": "LeftShift", "at_seconds": 0.3},
 		{"event": "up", "key": "LeftShift", "at_seconds": 0.5},
-		{"event": "click", "x": 5, "y": 6, "at_seconds": 0.6}])")}});
+		{"event": "click", "x": 5, "y": 6, "button": "right", "at_seconds": 0.6},
+		{"event": "press", "key": "Space", "at_seconds": 0.7}])")}});
 	APlayerController* PC = nullptr;
 	ASSERT_TRUE(Host->StepUntil([&] {
 		PC = GEditor->GetPlayWorld() ? GEditor->GetPlayWorld()->GetFirstPlayerController() : nullptr;
 		return PC && PC->IsInputKeyDown(FKey("W"));
 	}, 100));
+	APawn* Hero = PC->GetPawn();
+	const double StartX = Hero->GetActorLocation().X;
+	Host->StepFrames(20);
+	EXPECT_GT(Hero->GetActorLocation().X, StartX + 50.0) << "the game saw W held across frames";
 	ASSERT_TRUE(RunToEnd(Id));
 	EXPECT_FALSE(PC->IsInputKeyDown(FKey("W"))) << "the session's end released the key it left held";
 	const FJson Report = Poll(Id);
 	EXPECT_EQ(Report["input_events"][0]["fired"], true);
 	EXPECT_GE(Report["input_events"][0]["fired_at_seconds"].get<double>(), 0.2);
 	EXPECT_EQ(Report["input_events"][0]["ok"], true);
-	EXPECT_EQ(Report["input_events"][3]["ok"], false);
-	EXPECT_EQ(Report["input_events"][3]["error"], "Unknown action 'pie.click'");
-	EXPECT_EQ(Report["input_events_summary"], FJson::parse(R"({"total": 4, "fired": 4, "failed": 1, "released_keys": ["W"]})"));
-	EXPECT_EQ(Capture.Search("input_events: pie.click at t=", "LogTarnwick", 3, 5).size(), 1u);
+	EXPECT_EQ(Report["input_events"][3]["event"], "click");
+	EXPECT_EQ(Report["input_events"][3]["ok"], true);
+	EXPECT_EQ(Report["input_events"][4]["ok"], false) << "the key name is the receiving action's to judge";
+	EXPECT_TRUE(Report["input_events"][4]["error"].get<std::string>().starts_with("Unknown key 'Space' — did you mean 'SpaceBar'?"))
+		<< Report["input_events"][4].dump();
+	EXPECT_EQ(Report["input_events_summary"], FJson::parse(R"({"total": 5, "fired": 5, "failed": 1, "released_keys": ["W"]})"));
+	EXPECT_EQ(Capture.Search("input_events: pie.press_key at t=", "LogTarnwick", 3, 5).size(), 1u);
 }
 
 TEST_F(PieSmokeSessionTest, AFailingInputActionIsReportedFiredAndNotOk)
 {
 	CreateHost();
-	RegisterPieInput(true);
-	const std::string Id = Start(FJson{{"duration", 0.5}, {"input_events", FJson::parse(R"([{"event": "down", "key": "W"},
+	const std::string Id = Start(FJson{{"duration", 0.5}, {"input_events", FJson::parse(R"([{"event": "down", "key": "Wubble"},
 		{"event": "down", "key": "A", "at_seconds": 0.5}])")}});
 	Host->StepFrames(8);
 	const FJson Early = Poll(Id);
 	EXPECT_EQ(Early["input_events"][0]["fired"], true);
 	EXPECT_EQ(Early["input_events"][0]["ok"], false);
-	EXPECT_EQ(Early["input_events"][0]["error"], "No PIE viewport to send input to");
+	EXPECT_TRUE(Early["input_events"][0]["error"].get<std::string>().starts_with("Unknown key 'Wubble'")) << Early["input_events"][0].dump();
 	EXPECT_EQ(Early["input_events"][1]["fired"], false);
 	ASSERT_TRUE(RunToEnd(Id));
-	EXPECT_EQ(Poll(Id)["input_events_summary"]["released_keys"], FJson::array()) << "a failed down holds nothing";
+	const FJson Report = Poll(Id);
+	EXPECT_EQ(Report["input_events"][1]["ok"], true);
+	EXPECT_EQ(Report["input_events_summary"]["released_keys"], FJson::parse(R"(["A"])")) << "a failed down holds nothing; the one that took is released";
 }
 
 TEST_F(PieSmokeSessionTest, StagesAndProbesFireOnceOnTheLiveWorld)

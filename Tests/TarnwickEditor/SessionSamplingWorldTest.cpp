@@ -1,39 +1,26 @@
-// A session's sampling against a real PIE world of the Arena on the simulated editor's virtual clock: the hero
-// set walking, its AnimInstance variables, its health through the "gas" namespace and a blackboard through
-// "ai" (actions this test registers in those namespaces, reading the live world), every root token, and
-// expectations that pass and fail on what was sampled.
+// A session's sampling against a real PIE world of the Arena on the simulated editor's virtual clock, with the
+// gameplay module's "pie", "ai" and "gas" namespaces behind ExecuteAction as the executable has them: the hero
+// walking under a held W, its AnimInstance variables, its gameplay attribute burning down at the fire pit, the
+// enemy's patrol seen through its blackboard, every root token, and expectations that pass and fail on what
+// was sampled.
 #include "Editor.h"
 #include "FrameLoop.h"
-#include "Printf.h"
 #include "Sampling/SessionSampling.h"
 #include "SimHost.h"
 #include "TarnwickEngineUtils.h"
+#include "TarnwickGameplayModuleScope.h"
 #include "TarnwickTestHelpers.h"
 #include "Ticker.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 
 using namespace Tarnwick::Sampling;
 
 namespace
 {
-UObject* ObjectProperty(const UObject* Object, const char* Name)
-{
-	FPropertyValue Value;
-	const FProperty* P = Object->GetClass()->FindPropertyByName(Name);
-	return P && Object->GetPropertyValue(*P, Value) ? Value.ObjectValue.Get() : nullptr;
-}
-
-void SetProperty(UObject* Object, const char* Name, const FPropertyValue& Value)
-{
-	std::string Error;
-	const FProperty* P = Object->GetClass()->FindPropertyByName(Name);
-	ASSERT_TRUE(P) << Name;
-	ASSERT_TRUE(Object->SetPropertyValue(*P, Value, &Error)) << Error;
-}
-
 class SessionSamplingWorldTest : public Tarnwick::Test::FRegistryTest
 {
 protected:
@@ -41,6 +28,7 @@ protected:
 	{
 		FRegistryTest::SetUp();
 		FTSTicker::GetCoreTicker().Reset();
+		Gameplay = std::make_unique<Tarnwick::Test::FGameplayModuleScope>();
 		Tarnwick::Sim::FSimHostOptions Options;
 		Options.ProjectDir = TARNWICK_SOURCE_DIR "/Samples/Arena";
 		Options.ClockMode = Tarnwick::Sim::ESimClockMode::Virtual;
@@ -52,50 +40,20 @@ protected:
 		World = GEditor->GetPlayWorld();
 		Hero = World->GetFirstPlayerController()->GetPawn();
 		ASSERT_TRUE(Hero);
-		Movement = ObjectProperty(Hero, "CharacterMovement");
-		Anim = ObjectProperty(ObjectProperty(Hero, "Mesh"), "AnimScriptInstance");
-		ASSERT_TRUE(Movement && Anim);
 	}
 	void TearDown() override
 	{
 		Host.reset();
+		Gameplay.reset();
 		FTSTicker::GetCoreTicker().Reset();
 		FRegistryTest::TearDown();
 	}
 
-	/** gas.get_attribute_value over the PIE world: the attribute is the actor's reflected float of that name. */
-	static void RegisterGas()
+	/** Input as a session's input events give it: through the "pie" namespace into the PIE viewport. */
+	static void Key(const char* Action, const char* Key)
 	{
-		FTarnwickToolRegistry::Get().RegisterAction("gas", "get_attribute_value", "Reads a gameplay attribute.",
-			[](const FJsonPtr& Params) {
-				AActor* Actor = Tarnwick::FindActorInPIE((*Params)["actor"].get<std::string>());
-				const std::string Attribute = (*Params)["attribute"].get<std::string>();
-				const FProperty* P = Actor ? Actor->GetClass()->FindPropertyByName(Attribute.substr(Attribute.rfind('.') + 1)) : nullptr;
-				FPropertyValue V;
-				if (!P || !Actor->GetPropertyValue(*P, V)) return FTarnwickActionResult::Error("attribute not found", -32603);
-				return FTarnwickActionResult::Success({{"attribute", Attribute}, {"current_value", V.DoubleValue}, {"base_value", 100.0}});
-			},
-			MakeJsonObject(), "");
-	}
-
-	/** ai.runtime_get_all_bb_values over the PIE world: a blackboard that sees the crate once the hero is near. */
-	static void RegisterBlackboard()
-	{
-		FTarnwickToolRegistry::Get().RegisterAction("ai", "runtime_get_all_bb_values", "Reads a blackboard.",
-			[](const FJsonPtr& Params) {
-				AActor* Actor = Tarnwick::FindActorInPIE((*Params)["actor"].get<std::string>());
-				AActor* Crate = Tarnwick::FindActorInPIE("Crate_1");
-				if (!Actor || !Crate) return FTarnwickActionResult::Error("no such actor", -32603);
-				const FVector C = Crate->GetActorLocation();
-				const bool bNear = Actor->GetActorLocation().X > -650.0;
-				FJson Keys = FJson::array();
-				Keys.push_back({{"name", "bHasTarget"}, {"type", "bool"}, {"value", bNear}});
-				Keys.push_back({{"name", "TargetLocation"}, {"type", "vector"}, {"value", Tarnwick::Printf("X=%.3f Y=%.3f Z=%.3f", C.X, C.Y, C.Z)}});
-				Keys.push_back({{"name", "TargetActor"}, {"type", "object"}, {"value", bNear ? Crate->GetName() : "None"},
-					{"value_path", bNear ? Crate->GetPathName() : ""}});
-				return FTarnwickActionResult::Success({{"keys", Keys}});
-			},
-			MakeJsonObject(), "");
+		const FTarnwickActionResult R = FTarnwickToolRegistry::Get().ExecuteAction("pie", Action, MakeJsonObject(FJson{{"key", Key}}));
+		ASSERT_TRUE(R.bSuccess) << Action << " " << Key << ": " << R.ErrorMessage;
 	}
 
 	/**
@@ -119,17 +77,14 @@ protected:
 		return T;
 	}
 
+	std::unique_ptr<Tarnwick::Test::FGameplayModuleScope> Gameplay;
 	std::unique_ptr<Tarnwick::Sim::FSimHost> Host;
 	UWorld* World = nullptr;
 	APawn* Hero = nullptr;
-	UObject* Movement = nullptr;
-	UObject* Anim = nullptr;
 };
 
-TEST_F(SessionSamplingWorldTest, SamplesTheWalkingHeroItsAnimationHealthAndBlackboardAndJudgesThem)
+TEST_F(SessionSamplingWorldTest, SamplesTheWalkingHeroItsHealthAndTheEnemysBlackboardAndJudgesThem)
 {
-	RegisterGas();
-	RegisterBlackboard();
 	FSessionSampling Sampling;
 	std::string Refusal;
 	ASSERT_TRUE(Sampling.ParseSampleSpecs(FJson::parse(R"({
@@ -138,9 +93,11 @@ TEST_F(SessionSamplingWorldTest, SamplesTheWalkingHeroItsAnimationHealthAndBlack
 			{"name": "vel", "path": "CharacterMovement.Velocity"},
 			{"name": "mode", "path": "CharacterMovement.MovementMode"},
 			{"name": "health", "attribute": "USet.Health"},
-			{"name": "has_target", "key": "bHasTarget"},
-			{"name": "target_loc", "key": "TargetLocation"},
-			{"name": "target", "key": "TargetActor"},
+			{"name": "reached", "root": "actor:Enemy", "key": "bHasReachedTarget"},
+			{"name": "state", "root": "actor:Enemy", "key": "State"},
+			{"name": "patrol_index", "root": "actor:Enemy", "key": "PatrolIndex"},
+			{"name": "target_loc", "root": "actor:Enemy", "key": "TargetLocation"},
+			{"name": "target", "root": "actor:Enemy", "key": "TargetActor"},
 			{"name": "lamp_red", "root": "actor:lamp", "path": "LightComponent.LightColor.R"},
 			{"name": "lamp_color", "root": "actor_class:PointLight", "path": "LightComponent.LightColor", "retain_json": true},
 			{"name": "pawn_class", "root": "game_mode", "path": "DefaultPawnClass"},
@@ -149,39 +106,48 @@ TEST_F(SessionSamplingWorldTest, SamplesTheWalkingHeroItsAnimationHealthAndBlack
 		]})"),
 		Refusal))
 		<< Refusal;
-	EXPECT_EQ(Sampling.GetSampleNames(),
-		(std::vector<std::string>{"vel", "mode", "health", "has_target", "target_loc", "target", "lamp_red", "lamp_color", "pawn_class", "score", "aim",
-			"GroundSpeed", "bShouldMove"}));
 	Sampling.SetSettings(FSamplingSettings());
 	std::vector<std::string> Unsatisfiable;
 	ASSERT_TRUE(Sampling.ParseExpectations(FJson::parse(R"([
-		{"id": "moves", "op": "gt", "var": "vel.len", "value": 250, "when": "ever"},
+		{"id": "walks", "op": "gte", "var": "vel.len", "value": 500, "when": "ever"},
+		{"id": "brakes", "op": "eq", "var": "vel.len", "value": 0, "when": "final"},
 		{"id": "walking", "op": "eq", "var": "mode", "value": "move_walking"},
 		{"id": "anim_follows", "op": "becomes_true_within", "var": "bShouldMove", "seconds": 1},
-		{"id": "hurt", "op": "lt", "var": "health", "value": 100, "when": "final"},
-		{"id": "base", "op": "eq", "var": "health.base", "value": 100},
-		{"id": "sees_target_after_moving", "op": "before", "var": "bShouldMove", "other_var": "has_target"},
-		{"id": "target_is_crate", "op": "contains", "var": "target", "value": "crate_1", "when": "final"},
+		{"id": "burnt", "op": "eq", "var": "health", "value": 80, "when": "final"},
+		{"id": "burnt_base", "op": "eq", "var": "health.base", "value": 80, "when": "final"},
+		{"id": "only_down", "op": "monotonic", "var": "health", "direction": "decreasing"},
+		{"id": "walks_then_burns", "op": "before", "var": "bShouldMove", "other_var": "health", "other_event": "change"},
+		{"id": "enemy_arrives", "op": "becomes_true_within", "var": "reached", "seconds": 5},
+		{"id": "at_target", "op": "eq", "var": "state", "value": 2, "when": "ever"},
+		{"id": "heads_for_b", "op": "contains", "var": "target", "value": "TP_PatrolB", "when": "initial"},
+		{"id": "b_is_south", "op": "eq", "var": "target_loc.y", "value": -600, "when": "initial"},
+		{"id": "turns_back_a_second_later", "op": "before", "var": "reached", "other_var": "patrol_index", "other_event": "change",
+			"min_gap": 0.9, "max_gap": 1.2},
 		{"id": "lamp", "op": "eq", "var": "lamp_red", "value": 255},
 		{"id": "hero_class", "op": "contains", "var": "pawn_class", "value": "BP_Hero_C"},
 		{"id": "sprints", "op": "gt", "var": "vel.len", "value": 1000},
 		{"id": "never_hurt", "op": "eq", "var": "health", "value": 100},
 		{"id": "harness", "op": "no_error"}
 	])"),
-		3.0, Refusal, Unsatisfiable))
+		6.0, Refusal, Unsatisfiable))
 		<< Refusal;
 
-	const double End = Run(Sampling, 3.0, [&](double T) {
-		if (T >= 0.5 - 1e-9)
+	bool bDown = false;
+	bool bUp = false;
+	const double End = Run(Sampling, 6.0, [&](double T) {
+		if (T >= 0.5 - 1e-9 && !bDown)
 		{
-			SetProperty(Movement, "Velocity", FPropertyValue::MakeVector(FVector(300, 0, 0)));
-			SetProperty(Anim, "GroundSpeed", FPropertyValue::MakeFloat(300.0f));
-			SetProperty(Anim, "bShouldMove", FPropertyValue::MakeBool(true));
+			Key("key_down", "W");
+			bDown = true;
 		}
-		if (T >= 2.0 - 1e-9) SetProperty(Hero, "Health", FPropertyValue::MakeFloat(60.0f));
+		if (T >= 2.0 - 1e-9 && !bUp)
+		{
+			Key("key_up", "W");
+			bUp = true;
+		}
 	});
-	EXPECT_NEAR(End, 3.0, 1e-6);
-	EXPECT_GT(Hero->GetActorLocation().X, -800.0 + 300.0 * 2.4) << "the hero really walked";
+	EXPECT_NEAR(End, 6.0, 1e-6);
+	EXPECT_GT(Hero->GetActorLocation().X, -450.0) << "the hero walked through the fire pit";
 	Sampling.Evaluate(1, End);
 
 	FJson Report = FJson::object();
@@ -191,42 +157,48 @@ TEST_F(SessionSamplingWorldTest, SamplesTheWalkingHeroItsAnimationHealthAndBlack
 	EXPECT_TRUE(Sampling.SampleOk());
 	const FJson& Summary = Report["var_summary"];
 	EXPECT_EQ(Summary["vel"]["kind"], "vector");
-	EXPECT_EQ(Summary["vel"]["len_max"], 300.0);
+	EXPECT_NEAR(Summary["vel"]["len_max"].get<double>(), 500.0, 1e-9) << "held to the hero's MaxWalkSpeed";
 	EXPECT_EQ(Summary["mode"]["last"], "MOVE_Walking");
-	EXPECT_EQ(Summary["GroundSpeed"]["max"], 300.0);
-	EXPECT_NEAR(Summary["bShouldMove"]["true_seconds"].get<double>(), 2.5, 1e-6);
-	EXPECT_EQ(Summary["health"]["min"], 60.0);
+	EXPECT_EQ(Summary["GroundSpeed"]["max"], 500.0);
+	EXPECT_EQ(Summary["health"]["max"], 100.0);
+	EXPECT_EQ(Summary["health"]["min"], 80.0) << "four burns of 5 over two seconds";
+	EXPECT_EQ(Summary["reached"]["rising_edges"], 1);
+	EXPECT_EQ(Summary["reached"]["falling_edges"], 1) << "a second at the point, then off to the other one";
+	EXPECT_EQ(Summary["state"]["kind"], "number") << "an enum key reads as its integer";
 	EXPECT_EQ(Summary["target_loc"]["kind"], "vector");
+	EXPECT_EQ(Summary["target"]["kind"], "object");
+	EXPECT_EQ(Summary["target"]["last"], "/Game/Maps/UEDPIE_0_Arena.Arena:PersistentLevel.TP_PatrolA");
 	EXPECT_EQ(Summary["lamp_color"]["kind"], "json");
 	EXPECT_EQ(Summary["aim"]["kind"], "rotator");
 	EXPECT_EQ(Summary["score"]["last"], 0.0);
-	EXPECT_EQ(Report["sample_resolution"][2]["read_ok"], 31) << "gas reads at 10 Hz over 3 s";
-	EXPECT_EQ(Report["sample_resolution"][0]["read_ok"], 181) << "property reads on each of 181 passes";
-	EXPECT_EQ(Report["samples_retained"], 181);
+	EXPECT_EQ(Report["sample_resolution"][2]["read_ok"], 61) << "gas reads at 10 Hz over 6 s";
+	EXPECT_EQ(Report["sample_resolution"][3]["read_ok"], 61) << "blackboard reads at 10 Hz over 6 s";
+	EXPECT_EQ(Report["sample_resolution"][0]["read_ok"], 361) << "property reads on each of 361 passes";
+	EXPECT_EQ(Report["samples_retained"], 361);
 
 	std::map<std::string, FJson> ById;
 	for (const FJson& R : Report["expectations"]) ById[R["id"].get<std::string>()] = R;
-	for (const char* Id : {"moves", "walking", "anim_follows", "hurt", "base", "sees_target_after_moving", "target_is_crate", "lamp", "hero_class", "harness"})
+	for (const char* Id : {"walks", "brakes", "walking", "anim_follows", "burnt", "burnt_base", "only_down", "walks_then_burns", "enemy_arrives",
+			 "at_target", "heads_for_b", "b_is_south", "turns_back_a_second_later", "lamp", "hero_class", "harness"})
 	{
 		EXPECT_EQ(ById[Id]["passed"], true) << ById[Id].dump();
 	}
-	EXPECT_NEAR(ById["anim_follows"]["decided_at"].get<double>(), 0.5, 1e-6);
 	EXPECT_EQ(ById["sprints"]["passed"], false);
 	EXPECT_EQ(ById["sprints"]["message"],
-		"Expected 'vel.len > 1000' for EVERY sample in the session, but sample #0 at t=0.00s had vel.len = 0. Context: 181 samples, len min 0.000, max "
-		"300.000, last 300.000.");
+		"Expected 'vel.len > 1000' for EVERY sample in the session, but sample #0 at t=0.00s had vel.len = 0. Context: 361 samples, len min 0.000, max "
+		"500.000, last 0.000.");
 	EXPECT_EQ(ById["never_hurt"]["passed"], false);
-	EXPECT_NEAR(ById["never_hurt"]["decided_at"].get<double>(), 2.0, 1e-6);
-	EXPECT_EQ(ById["never_hurt"]["first_violation"]["actual"], 60.0);
-	EXPECT_EQ(Report["expectations_summary"], FJson::parse(R"({"total": 12, "failed": 2, "warned": 0})"));
+	EXPECT_EQ(ById["never_hurt"]["first_violation"]["actual"], 95.0) << "the first burn";
+	EXPECT_EQ(Report["expectations_summary"], FJson::parse(R"({"total": 18, "failed": 2, "warned": 0})"));
 	EXPECT_EQ(Report["expectations_failed"], FJson::parse(R"(["sprints", "never_hurt"])"));
 	EXPECT_FALSE(Sampling.ExpectationsOk());
 
 	FJson Rows = FJson::object();
 	Sampling.WriteSamples(Rows);
 	const FJson& Last = Rows["samples"].back();
-	EXPECT_EQ(Last["values"]["vel"], FJson::parse("[300.0, 0.0, 0.0]"));
+	EXPECT_EQ(Last["values"]["vel"], FJson::parse("[0.0, 0.0, 0.0]"));
 	EXPECT_EQ(Last["values"]["mode"], "MOVE_Walking");
+	EXPECT_EQ(Last["values"]["health"], 80.0);
 	EXPECT_EQ(Last["values"]["lamp_color"], FJson::parse(R"({"B": 170, "G": 214, "R": 255, "A": 255})"));
 	EXPECT_EQ(Last["frame"], FApp::GetFrameCounter());
 }
@@ -245,7 +217,7 @@ TEST_F(SessionSamplingWorldTest, RootsThatFailLatchOrEndWithTheirReasons)
 		{"name": "clock", "root": "game_state", "path": "ReplicatedWorldTimeSecondsDouble"},
 		{"name": "player", "root": "player_pawn", "path": "Health"},
 		{"name": "cursor", "root": "PC", "path": "bShowMouseCursor"},
-		{"name": "hp", "attribute": "USet.Health", "required": false},
+		{"name": "hp", "attribute": "USet.Mana", "required": false},
 		{"name": "none_hop", "root": "player_state", "path": "Owner.Score", "required": false}
 	]})"),
 		Refusal))

@@ -99,7 +99,7 @@ describe('smoke sessions over MCP', { timeout: 120000 }, () => {
   test('refusals leave nothing running', async () => {
     const unknownKey = await refusal(client, 'editor_run_pie_smoke', { durration: 3 });
     assert.equal(unknownKey.code, -32602);
-    assert.match(unknownKey.message, /has no parameter 'durration'/);
+    assert.match(unknownKey.message, /^Unknown parameter 'durration' \(did you mean 'duration'\?\) for editor_run_pie_smoke; it takes 'map', /);
 
     const map = await refusal(client, 'editor_run_pie_smoke', { map: '/Game/Maps/Nowhere' });
     assert.equal(map.code, -32603);
@@ -107,7 +107,20 @@ describe('smoke sessions over MCP', { timeout: 120000 }, () => {
 
     const clock = await refusal(client, 'editor_run_pie_smoke', { clock: 'real' });
     assert.match(clock.message, /got "real"\.$/);
-    assert.deepEqual(clock.data, { unsatisfiable_expectations: [], sampled_vars: [] });
+    // Without sample_spec or sample_vars a session samples the three AnimInstance defaults.
+    assert.deepEqual(clock.data, { unsatisfiable_expectations: [], sampled_vars: ['GroundSpeed', 'bShouldMove', 'DesiredYawDelta'] });
+
+    const never = await refusal(client, 'editor_run_pie_smoke', {
+      duration: 2,
+      sample_spec: [{ name: 'mode', path: 'CharacterMovement.MovementMode' }],
+      expect: [{ id: 'order', op: 'gte', var: 'mode', value: 'MOVE_Falling' }, { id: 'typo', op: 'eq', var: 'mood', value: 'x' }],
+    });
+    assert.equal(never.code, -32603);
+    assert.equal(never.message, '2 expectation(s) can never be satisfied — refusing to start PIE.');
+    assert.deepEqual(never.data.sampled_vars, ['mode']);
+    assert.equal(never.data.unsatisfiable_expectations.length, 2);
+    assert.match(never.data.unsatisfiable_expectations[0], /^expect\[order\] can never be satisfied: op 'gte' needs a number/);
+    assert.equal(never.data.unsatisfiable_expectations[1], "expect[typo] references unknown var 'mood' — sampled vars are: mode");
 
     const late = await refusal(client, 'editor_run_pie_smoke', { duration: 1, input_events: [{ event: 'down', key: 'W', at_seconds: 1.5 }] });
     assert.equal(late.message, 'input_events[0]: at_seconds=1.5 is beyond the session duration=1 — it would never fire');

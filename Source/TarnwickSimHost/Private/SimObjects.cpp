@@ -234,12 +234,11 @@ bool FSimWorld::DestroyActor(AActor* Actor) { return Registry->DestroyActor(this
 
 APlayerController* FSimWorld::GetFirstPlayerController() const
 {
-	for (AActor* A : Actors)
+	// Asked many times a frame (event graphs, input, every sampled player root); the engine answers from its
+	// player controller list, so walk the states, which know what each actor is, and cast only the answer.
+	for (const FSimActorState* Actor : ActorStates)
 	{
-		if (!A->IsPendingKill())
-		{
-			if (auto* PC = Cast<APlayerController>(A)) return PC;
-		}
+		if (Actor->bIsPlayerController && !Actor->Self->IsPendingKill()) return Cast<APlayerController>(Actor->Self);
 	}
 	return nullptr;
 }

@@ -9,6 +9,9 @@ namespace Tarnwick::PieSmoke
 {
 namespace
 {
+/** More than the report's top-level keys, clip keys and the optional ones included. */
+constexpr size_t ReportKeyCapacity = 64;
+
 FJson StringArray(const std::vector<std::string>& Values)
 {
 	FJson Out = FJson::array();
@@ -168,6 +171,9 @@ FJson BuildReport(const FPieSmokeSession& Session, const FReportEnvironment& Env
 	const double Elapsed = ElapsedSeconds(R, Spec.Clock, Env.Now, Env.PieWorldTimeSeconds);
 
 	FJson Report = FJson::object();
+	// An ordered object is a vector of (const key, value) pairs, which it copies, not moves, when it grows: room
+	// for every key up front keeps the retained rows from being deep-copied each time a later key goes in.
+	Report.get_ref<FJson::object_t&>().reserve(ReportKeyCapacity);
 	Report["session_id"] = Session.Id;
 	Report["status"] = LexToString(R.Status);
 	Report["marker"] = Spec.Marker;

@@ -1,8 +1,14 @@
-// The retained rows of a session, one per ticking pass, kept compact (numbers inline, strings interned) so
-// that 100000 rows of 20 variables stay small; shaped into the documented JSON rows only when a report asks.
+// The retained rows of a session, one per ticking pass, kept compact so that 100000 rows of 20 variables stay
+// small; shaped into the documented JSON rows only when a report asks.
+//
+// Memory is what a row costs on the frame that records it: fresh pages fault on first touch, and a fault costs
+// more than sampling a dozen variables. So values are encoded by size (a bool in its header, a number in 8
+// bytes, a vector in 24, strings interned), and a value equal to the one its variable recorded last (most of
+// them: a walk speed, a mode, a class) is only a header.
 #pragma once
 #include "Sampling/SampleValue.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -52,30 +58,37 @@ private:
 	{
 		double T;
 		uint64 Frame;
-		uint32 FirstValue;
 		uint32 NumValues;
 		int32 Clip;
 	};
-	struct FValue
+	/** One value as stored: its header and, unless it repeats its variable's last value, its payload. */
+	struct FStoredValue
 	{
-		std::uint16_t Var;
-		ESampleKind Kind;
-		bool bBool;
+		ESampleKind Kind = ESampleKind::Missing;
+		bool bBool = false;
 		/** Strings and objects: index into Strings; json: index into Jsons. */
-		uint32 Ref;
-		double A;
-		double B;
-		double C;
+		uint32 Ref = 0;
+		double A = 0.0;
+		double B = 0.0;
+		double C = 0.0;
+		bool SameAs(const FStoredValue& Other) const;
 	};
-	static_assert(sizeof(FValue) == 32);
+
 	uint32 Intern(std::uint16_t Var, const std::string& Text);
+	/** Room for Bytes in the current chunk, starting a new chunk (after a pad marker) when they do not fit. */
+	std::byte* Reserve(size_t Bytes);
 
 	TChunkedArray<FRow> Rows;
-	TChunkedArray<FValue> Values;
+	/** The value stream in fixed chunks that never move; rows read it in order. */
+	std::vector<std::unique_ptr<std::byte[]>> Chunks;
+	size_t ChunkUsed = 0;
 	std::vector<std::string> Strings;
 	std::vector<FJson> Jsons;
 	std::vector<FJson> Clips;
 	/** Per variable, the index of its last interned string (values usually repeat from row to row). */
 	std::vector<uint32> LastString;
+	/** Per variable, the value it recorded last and whether it has recorded one. */
+	std::vector<FStoredValue> LastValue;
+	std::vector<bool> HasLastValue;
 };
 }

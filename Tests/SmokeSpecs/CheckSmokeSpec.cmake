@@ -1,0 +1,52 @@
+# One sample smoke spec as CI runs it: `tarnwick smoke` twice on the same spec. Both runs must exit with the
+# code the spec's name promises (pass-* 0, fail-* 1, refuse-* 2), and the two reports must be identical once the
+# session id's time of day (its HHMMSS, the one field taken from the real clock) is set aside.
+#
+#   cmake -DTARNWICK=<exe> -DPROJECT=<dir> -DSPEC=<file> -DOUT=<dir> -P CheckSmokeSpec.cmake
+foreach(_var TARNWICK PROJECT SPEC OUT)
+  if(NOT DEFINED ${_var})
+    message(FATAL_ERROR "CheckSmokeSpec.cmake needs -D${_var}=...")
+  endif()
+endforeach()
+
+get_filename_component(_name "${SPEC}" NAME_WE)
+if(_name MATCHES "^pass-")
+  set(_expected 0)
+elseif(_name MATCHES "^fail-")
+  set(_expected 1)
+elseif(_name MATCHES "^refuse-")
+  set(_expected 2)
+else()
+  message(FATAL_ERROR "${SPEC}: a sample spec's name starts with pass-, fail- or refuse-, which says the exit code it documents")
+endif()
+
+file(MAKE_DIRECTORY "${OUT}")
+set(_reports "")
+foreach(_run 1 2)
+  set(_report "${OUT}/${_name}.run${_run}.json")
+  file(REMOVE "${_report}")
+  execute_process(COMMAND "${TARNWICK}" smoke --project "${PROJECT}" "${SPEC}" --report "${_report}"
+    RESULT_VARIABLE _code OUTPUT_VARIABLE _stdout ERROR_VARIABLE _stderr)
+  if(_run EQUAL 1)
+    message("${_stdout}")
+  endif()
+  if(NOT _code STREQUAL "${_expected}")
+    message(FATAL_ERROR "run ${_run} of ${_name} exited ${_code}, its name documents ${_expected}\n${_stdout}\n${_stderr}")
+  endif()
+  if(NOT EXISTS "${_report}")
+    message(FATAL_ERROR "run ${_run} of ${_name} wrote no report to ${_report}\n${_stderr}")
+  endif()
+  file(READ "${_report}" _json)
+  string(JSON _id ERROR_VARIABLE _no_id GET "${_json}" session_id)
+  if(NOT _no_id)
+    string(REGEX REPLACE "_[0-9][0-9][0-9][0-9][0-9][0-9]$" "_HHMMSS" _id "${_id}")
+    string(JSON _json SET "${_json}" session_id "\"${_id}\"")
+  endif()
+  list(APPEND _reports "${_json}")
+endforeach()
+
+list(GET _reports 0 _first)
+list(GET _reports 1 _second)
+if(NOT _first STREQUAL _second)
+  message(FATAL_ERROR "two runs of ${_name} gave different reports: compare ${OUT}/${_name}.run1.json and ${OUT}/${_name}.run2.json")
+endif()
