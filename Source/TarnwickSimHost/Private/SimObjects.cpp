@@ -656,6 +656,7 @@ UObject* FSimObjectRegistry::LoadEngineContent(const std::string& PackageName)
 		UObject* Mesh = NewObject(FindClass("/Script/Engine.StaticMesh"), Package, FPackageName::GetShortName(S.Package));
 		SetMeshBounds(Mesh, FVector(S.Extent[0], S.Extent[1], S.Extent[2]));
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{FVector(S.Extent[0], S.Extent[1], S.Extent[2]), std::nullopt};
 		return Package;
 	}
 	return nullptr;
@@ -771,6 +772,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 			Package, AssetName);
 		SetMeshBounds(Mesh, Doc->BoundsExtent);
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{Doc->BoundsExtent, Doc->Color};
 		(void)Since;
 		return Package;
 	}

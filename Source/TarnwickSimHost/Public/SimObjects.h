@@ -30,6 +30,13 @@ class FSimWorld;
 class FSimObjectRegistry;
 class FSimComponent;
 
+/** What the renderer needs of a mesh asset: its bounds and the colour it is drawn in (unset: the default). */
+struct FSimMeshInfo
+{
+	FVector BoundsExtent{50.0, 50.0, 50.0};
+	std::optional<FColor> Color;
+};
+
 /** What every simulated object holds besides its C++ type. */
 struct FSimObjectState
 {
@@ -40,6 +47,8 @@ struct FSimObjectState
 	uint64 Serial = 0;
 	/** One value per property of the class, in the order of FSimClass::GetProperties. */
 	std::vector<FPropertyValue> Values;
+	/** Static and skeletal mesh assets only. */
+	std::optional<FSimMeshInfo> Mesh;
 };
 
 /** Gives the registry the state of any simulated object, whatever host interface it implements. */
