@@ -36,6 +36,7 @@ int main(int Argc, char** Argv)
 	ServeCmd->add_option("--log-level", Serve.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();
+	ServeCmd->add_flag("--hidden-editor", Serve.Common.bHiddenEditor, "Run the editor without a window: viewports are not drawn and read back black");
 
 	Tarnwick::Program::FCallOptions Call;
 	CLI::App* CallCmd = App.add_subcommand("call",
@@ -53,6 +54,7 @@ int main(int Argc, char** Argv)
 	CallCmd->add_option("--log-level", Call.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))
 		->capture_default_str();
+	CallCmd->add_flag("--hidden-editor", Call.Common.bHiddenEditor, "Run the editor without a window: viewports are not drawn and read back black");
 
 	Tarnwick::Program::FSmokeOptions Smoke;
 	CLI::App* SmokeCmd = App.add_subcommand("smoke",

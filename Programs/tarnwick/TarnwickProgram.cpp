@@ -50,7 +50,7 @@ ELogVerbosity::Type ParseLogLevel(const std::string& Level)
 class FRuntime
 {
 public:
-	bool StartUp(const FCommonOptions& Options)
+	bool StartUp(const FCommonOptions& Options, bool bServing = false)
 	{
 		StdErr.SetMaxVerbosity(ParseLogLevel(Options.LogLevel));
 		GLog->AddOutputDevice(&StdErr);
@@ -62,6 +62,9 @@ public:
 		HostOptions.ProjectDir = Options.ProjectDir;
 		// No person sits at a served editor: a modal nobody can answer must not stop every later call.
 		HostOptions.ModalTimeoutFrames = 600;
+		HostOptions.bHiddenEditor = Options.bHiddenEditor;
+		// A served editor starts Python with itself, so that the first probe of a session does not pay for it.
+		HostOptions.bStartPythonAtLaunch = bServing;
 		if (!Sim::ParseClockMode(Options.Clock, HostOptions.ClockMode))
 		{
 			std::fprintf(stderr, "tarnwick: --clock must be realtime or virtual, got '%s'\n", Options.Clock.c_str());
@@ -160,7 +163,7 @@ int RunServe(const FServeOptions& Options)
 	}
 
 	FRuntime Runtime;
-	if (!Runtime.StartUp(Options.Common)) return 2;
+	if (!Runtime.StartUp(Options.Common, true)) return 2;
 	if (const std::optional<std::string> Unknown = Mcp::CheckToolset(Options.Toolset))
 	{
 		std::fprintf(stderr, "tarnwick: %s\n", Unknown->c_str());

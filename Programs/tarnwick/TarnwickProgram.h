@@ -11,6 +11,8 @@ struct FCommonOptions
 	std::string LogLevel = "warning";
 	/** "realtime" (frames paced at 60 per second) or "virtual" (back to back, fixed delta, deterministic). */
 	std::string Clock = "realtime";
+	/** Run the editor without a visible window: viewports are never drawn and read back black. */
+	bool bHiddenEditor = false;
 };
 
 struct FServeOptions

@@ -336,3 +336,43 @@ TEST(SimObjectModel, PathNamesOutersAndWeakHandles)
 	EXPECT_EQ(T0->GetName(), "TargetPoint_0");
 	EXPECT_EQ(T1->GetName(), "TargetPoint_1");
 }
+
+TEST(SimObjectModel, TheRootComponentsRelativeTransformIsTheActors)
+{
+	auto Host = MakeArenaHost();
+	AActor* Crate = FindActor(GEditor->GetEditorWorld(), "Crate_1");
+	ASSERT_TRUE(Crate);
+	UActorComponent* Root = Crate->GetRootComponent();
+	ASSERT_TRUE(Root);
+	EXPECT_EQ(ReadProperty(Crate, "RootComponent").ObjectValue.Get(), Root);
+	const FVector Start = Crate->GetActorLocation();
+	EXPECT_EQ(ReadProperty(Root, "RelativeLocation").VectorValue, Start);
+
+	// Writing it moves the actor, and a moved actor reads back through its root.
+	ASSERT_TRUE(Write(Root, "RelativeLocation", FPropertyValue::MakeVector(FVector(10.0, 20.0, 30.0))));
+	EXPECT_EQ(Crate->GetActorLocation(), FVector(10.0, 20.0, 30.0));
+	Crate->SetActorRotation(FRotator(0.0, 45.0, 0.0));
+	EXPECT_EQ(ReadProperty(Root, "RelativeRotation").RotatorValue, FRotator(0.0, 45.0, 0.0));
+	std::string Error;
+	EXPECT_FALSE(Write(Root, "RelativeScale3D", FPropertyValue::MakeString(EPropertyType::String, "big"), &Error));
+	EXPECT_EQ(Crate->GetActorScale3D(), ReadProperty(Root, "RelativeScale3D").VectorValue);
+}
+
+TEST(SimObjectModel, ANonRootComponentKeepsItsOwnOffset)
+{
+	auto Host = MakeArenaHost();
+	GEditor->RequestPlaySession(FRequestPlaySessionParams());
+	Host->StepUntil([] { return GEditor->GetPlayWorld() && GEditor->GetPlayWorld()->HasBegunPlay(); }, 100);
+	APawn* Hero = nullptr;
+	for (AActor* A : GEditor->GetPlayWorld()->GetActors())
+	{
+		if (!Hero && A->GetClass()->GetName() == "BP_Hero_C") Hero = Cast<APawn>(A);
+	}
+	ASSERT_TRUE(Hero);
+	for (UActorComponent* C : Hero->GetComponents())
+	{
+		if (C->GetName() != "CharacterMesh0") continue;
+		EXPECT_EQ(ReadProperty(C, "RelativeLocation").VectorValue, FVector(0.0, 0.0, -90.0));
+	}
+	EXPECT_EQ(ReadProperty(Hero->GetRootComponent(), "RelativeLocation").VectorValue, Hero->GetActorLocation());
+}

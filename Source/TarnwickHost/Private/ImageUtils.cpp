@@ -45,9 +45,10 @@ bool FImageUtils::PNGCompressImageArray(int32 Width, int32 Height, std::span<con
 	std::unique_ptr<spng_ctx, FSpngContextDeleter> Ctx(spng_ctx_new(SPNG_CTX_ENCODER));
 	if (!Ctx) return false;
 	spng_set_option(Ctx.get(), SPNG_ENCODE_TO_BUFFER, 1);
-	// Captures are written while the game runs: a light compression level keeps a frame's write short, and the
-	// renderer's flat colours compress well anyway.
-	spng_set_option(Ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, 2);
+	// Captures are written while the game runs. Trying every row filter (the default) costs six times as much as
+	// none for a few percent of size on flat-shaded frames: no filter and zlib's fastest level.
+	spng_set_option(Ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, 1);
+	spng_set_option(Ctx.get(), SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_NONE);
 	spng_ihdr Header{};
 	Header.width = static_cast<uint32_t>(Width);
 	Header.height = static_cast<uint32_t>(Height);

@@ -5,6 +5,7 @@
 #include "Logging.h"
 #include "PlatformTime.h"
 #include "Printf.h"
+#include "TraceAuxiliary.h"
 
 #include <cmath>
 
@@ -41,6 +42,7 @@ FSimEditor::FSimEditor(FSimObjectRegistry& InRegistry, FSimQuiescence& InQuiesce
 	ViewportClients.push_back(std::make_unique<FSimLevelViewportClient>(2, ELevelViewportType::LVT_OrthoXZ, FIntPoint{0, 0}));
 	ViewportClients.push_back(std::make_unique<FSimLevelViewportClient>(3, ELevelViewportType::LVT_OrthoYZ, FIntPoint{0, 0}));
 	CurrentViewportClient = ViewportClients.front().get();
+	Renderer = std::make_unique<FSimSceneRenderer>(Registry);
 }
 
 FSimEditor::~FSimEditor()
@@ -286,6 +288,7 @@ void FSimEditor::FinishPIELoad()
 	World->BeginPlay();
 	TW_LOG(LogWorld, Log, "Bringing up level for play took: %f", 0.0);
 	TW_LOG(LogPlayLevel, Display, "PIE: Play in editor total start time %.3f seconds.", 0.0);
+	FMiscTrace::OutputBookmark("PIE Begin Play");
 }
 
 void FSimEditor::RequestEndPlayMap()
@@ -313,6 +316,7 @@ void FSimEditor::EndPlayMap()
 	GameViewportClient.reset();
 	bSimulating = false;
 	TW_LOG(LogPlayLevel, Display, "Destroying online subsystem :Context_0");
+	FMiscTrace::OutputBookmark("PIE End");
 	FEditorDelegates::EndPIE.Broadcast(bWasSimulating);
 }
 
@@ -367,11 +371,30 @@ bool FSimEditor::Exec(UWorld* InWorld, const std::string& Cmd, FOutputDevice& Ar
 
 void FSimEditor::DrawViewports(uint64 FrameCounter)
 {
-	for (const auto& C : ViewportClients) C->Draw(FrameCounter);
-	if (PlayWorld && GameViewport.Size.X > 0)
+	LastDrawStats = FSimRenderStats();
+	if (Settings.bHiddenEditor) return;
+	auto Count = [this](const FSimRenderFrame& Frame) {
+		const FSimRenderStats Stats = Frame.GetStats();
+		LastDrawStats.DrawCalls += Stats.DrawCalls;
+		LastDrawStats.PrimitivesDrawn += Stats.PrimitivesDrawn;
+	};
+	// Simulate-in-editor plays in the level viewports; otherwise they keep showing the editor world.
+	UWorld* LevelWorld = PlayWorld && bSimulating ? static_cast<UWorld*>(PlayWorld) : EditorWorld;
+	for (const auto& C : ViewportClients)
+	{
+		if (!C->Draw(FrameCounter)) continue;
+		FSimRenderFrame& Frame = C->Viewport.BeginDrawnFrame();
+		Renderer->DrawLevelViewport(*C, C->Viewport.Size, FSimShowFlags::FromOverrides(C->Viewport.ShowFlags), LevelWorld, Frame);
+		Count(Frame);
+	}
+	if (PlayWorld && GameViewport.Size.X > 0 && GameViewport.Size.Y > 0)
 	{
 		GameViewport.bInvalidated = false;
 		++GameViewport.DrawCount;
+		FSimRenderFrame& Frame = GameViewport.BeginDrawnFrame();
+		Renderer->DrawGameViewport(
+			PlayWorld, GameViewport.Size, GameViewport.ViewModeIndex, FSimShowFlags::FromOverrides(GameViewport.ShowFlags), Frame);
+		Count(Frame);
 	}
 }
 }

@@ -152,6 +152,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	if (const FIniFile* InputIni = Host->Project.FindConfig("DefaultInput")) Settings.InputSettings = ParseInputSettings(*InputIni, &InputProblems);
 	if (Options.PIELoadFrames >= 0) Settings.PIELoadFrames = Options.PIELoadFrames;
 	Settings.ModalTimeoutFrames = std::max(0, Options.ModalTimeoutFrames);
+	Settings.bHiddenEditor = Options.bHiddenEditor;
 	if (!Options.StartupMap.empty()) StartupMap = Options.StartupMap;
 
 	if (Options.ClockMode == ESimClockMode::Virtual)
@@ -162,6 +163,9 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	Host->Registry = std::make_unique<FSimObjectRegistry>(Host->Project.Dir);
 	Host->Quiescence = std::make_unique<FSimQuiescence>();
 	if (IsPythonPluginEnabled(Host->Project.Descriptor.Plugins)) Host->PythonPlugin = std::make_unique<FSimPythonPlugin>();
+	Host->CsvProfiler = std::make_unique<FSimCsvProfiler>(Host->Project.Descriptor.Name,
+		Options.ClockMode == ESimClockMode::Virtual ? "virtual" : "realtime");
+	Host->Trace = std::make_unique<FSimTrace>();
 	Host->Install();
 	Host->RenderThread = std::make_unique<FSimRenderThread>();
 	Tarnwick::Host::SetRenderingThread(Host->RenderThread.get());
@@ -182,6 +186,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 	{
 		TW_LOG(LogInit, Log, "Clock: real time, %.1f frames per second", Options.TargetFrameRate);
 	}
+	if (Options.bHiddenEditor) TW_LOG(LogInit, Display, "Editor window hidden: viewports are not drawn");
 	if (StartupMap.empty() || StartupMap == "none")
 	{
 		Host->Editor->NewMap();
@@ -195,6 +200,7 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 			Host->Editor->NewMap();
 		}
 	}
+	if (Options.bStartPythonAtLaunch && Host->PythonPlugin) Host->PythonPlugin->StartInterpreter();
 	TW_LOG(LogInit, Display, "Engine is initialized. Leaving FEngineLoop::Init()");
 	Host->RenderThread->Flush();
 	return Host;
@@ -202,6 +208,9 @@ std::unique_ptr<FSimHost> FSimHost::Create(const FSimHostOptions& Options, std::
 
 FSimHost::~FSimHost()
 {
+	// Files still being written are completed while the clock and the log are still installed.
+	if (Trace) Trace->Stop();
+	CsvProfiler.reset();
 	if (Editor) Editor->AnswerModal(false);
 	Editor.reset();
 	if (Registry) Registry->CollectGarbage();
@@ -219,6 +228,8 @@ void FSimHost::Install()
 	Tarnwick::Host::SetQuiescence(Quiescence.get());
 	Tarnwick::Host::SetEngineLoop(this);
 	Tarnwick::Host::SetPythonScriptPlugin(PythonPlugin.get());
+	Tarnwick::Host::SetCsvProfiler(CsvProfiler.get());
+	Tarnwick::Host::SetTraceAuxiliary(Trace.get());
 	FGameThreadTaskQueue::Get().MarkGameThread();
 	bInstalled = true;
 }
@@ -228,6 +239,8 @@ void FSimHost::Uninstall()
 	if (!bInstalled) return;
 	Tarnwick::Host::SetEditor(nullptr);
 	Tarnwick::Host::SetPythonScriptPlugin(nullptr);
+	Tarnwick::Host::SetCsvProfiler(nullptr);
+	Tarnwick::Host::SetTraceAuxiliary(nullptr);
 	Tarnwick::Host::SetEngineLoop(nullptr);
 	Tarnwick::Host::SetQuiescence(nullptr);
 	Tarnwick::Host::SetObjectSystem(nullptr);
@@ -252,6 +265,11 @@ void FSimHost::StepFrame()
 	}
 	DeltaTime = Delta;
 	const uint64 Frame = FrameCounter.fetch_add(1, std::memory_order_relaxed) + 1;
+	// Frame cost is measured in wall time whatever the clock: it is what the frame took to compute.
+	const double WorkStart = RealSeconds();
+	Trace->OnFrameBegin(Frame);
+	CsvProfiler->BeginFrame(Frame);
+	FSimRenderStats DrawStats;
 	if (Editor->GetOpenModal())
 	{
 		// A modal dialog runs its own loop: the engine, its tickers and queued calls all wait for it.
@@ -265,11 +283,29 @@ void FSimHost::StepFrame()
 		// state, and a step that unpauses the game and re-pauses it N ticks later lets exactly N frames play.
 		FTSTicker::GetCoreTicker().Tick(static_cast<float>(Delta));
 		// A backgrounded editor that saves CPU draws nothing, as the engine's does.
-		if (!IsThrottled()) Editor->DrawViewports(Frame);
+		if (!IsThrottled())
+		{
+			Editor->DrawViewports(Frame);
+			DrawStats = Editor->GetLastDrawStats();
+		}
 		Quiescence->Tick();
 	}
+	const double GameThreadSeconds = RealSeconds() - WorkStart;
 	if (RenderThread->HasPendingWork()) RenderThread->Flush();
 	Registry->CollectGarbage();
+	const double RenderThreadSeconds = RenderThread->ConsumeBusySeconds();
+	if (CsvProfiler->IsCapturing())
+	{
+		FSimFrameStats Stats;
+		Stats.DeltaSeconds = Delta;
+		Stats.GameThreadSeconds = GameThreadSeconds;
+		Stats.RenderThreadSeconds = RenderThreadSeconds;
+		Stats.DrawCalls = DrawStats.DrawCalls;
+		Stats.PrimitivesDrawn = DrawStats.PrimitivesDrawn;
+		if (UWorld* Pie = Editor->GetPlayWorld()) Stats.PieActorCount = static_cast<int32>(Pie->GetActors().size());
+		CsvProfiler->EndFrame(Stats);
+	}
+	Trace->OnFrameEnd(Frame);
 }
 
 bool FSimHost::IsThrottled() const

@@ -80,7 +80,8 @@ const std::vector<FNativeClassDesc>& GetNativeClassTable()
 		// Actors.
 		{"/Script/Engine.Actor", "/Script/CoreUObject.Object", K::Actor, false,
 			{{"Tags", "array:FName", "[]"}, {"bHidden", "bool", "false"}, {"bCanBeDamaged", "bool", "true"},
-				{"InitialLifeSpan", "float", "0"}, {"CustomTimeDilation", "float", "1"}},
+				{"InitialLifeSpan", "float", "0"}, {"CustomTimeDilation", "float", "1"},
+				{"RootComponent", "object:/Script/Engine.SceneComponent", ""}},
 			{}},
 		{"/Script/Engine.Info", "/Script/Engine.Actor", K::Actor, true, {}, {}},
 		{"/Script/Engine.WorldSettings", "/Script/Engine.Info", K::Actor, false,

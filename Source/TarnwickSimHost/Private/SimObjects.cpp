@@ -656,6 +656,7 @@ UObject* FSimObjectRegistry::LoadEngineContent(const std::string& PackageName)
 		UObject* Mesh = NewObject(FindClass("/Script/Engine.StaticMesh"), Package, FPackageName::GetShortName(S.Package));
 		SetMeshBounds(Mesh, FVector(S.Extent[0], S.Extent[1], S.Extent[2]));
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{FVector(S.Extent[0], S.Extent[1], S.Extent[2]), std::nullopt};
 		return Package;
 	}
 	return nullptr;
@@ -771,6 +772,7 @@ UObject* FSimObjectRegistry::LoadAssetPackage(const std::string& PackageName, co
 			Package, AssetName);
 		SetMeshBounds(Mesh, Doc->BoundsExtent);
 		Register(Mesh, true);
+		AsSim(Mesh)->GetSimState().Mesh = FSimMeshInfo{Doc->BoundsExtent, Doc->Color};
 		(void)Since;
 		return Package;
 	}
@@ -992,6 +994,11 @@ AActor* FSimObjectRegistry::CreateActor(FSimWorld* World, FSimClass* Class, cons
 			const int32 Index = Class->IndexOfName(T.BoundProperty);
 			if (Index >= 0) ActorValues.Values[static_cast<size_t>(Index)].ObjectValue = FWeakObjectPtr(C);
 		}
+	}
+	if (State.Root)
+	{
+		const int32 RootIndex = Class->IndexOfName("RootComponent");
+		if (RootIndex >= 0) ActorValues.Values[static_cast<size_t>(RootIndex)].ObjectValue = FWeakObjectPtr(State.Root);
 	}
 	State.EventGraph = Class->EventGraph;
 	State.AbilitySystem = FindAbilitySystem(State);

@@ -106,6 +106,25 @@ bool ReadTriple(const FSimJson& Object, const char* Key, double Out[3], const st
 	return true;
 }
 
+bool ReadColor(const FSimJson& Object, const char* Key, std::optional<FColor>& Out, std::string& OutWhat)
+{
+	const auto It = Object.find(Key);
+	if (It == Object.end()) return true;
+	bool bValid = It->is_array() && It->size() == 3;
+	for (size_t I = 0; bValid && I < 3; ++I)
+	{
+		bValid = (*It)[I].is_number_integer() && (*It)[I].get<int64_t>() >= 0 && (*It)[I].get<int64_t>() <= 255;
+	}
+	if (!bValid)
+	{
+		OutWhat = Tarnwick::Printf("\"%s\" must be [red, green, blue], each an integer 0..255", Key);
+		return false;
+	}
+	Out = FColor(static_cast<uint8>((*It)[0].get<int64_t>()), static_cast<uint8>((*It)[1].get<int64_t>()),
+		static_cast<uint8>((*It)[2].get<int64_t>()));
+	return true;
+}
+
 bool ReadObject(const FSimJson& Object, const char* Key, FSimJson& Out, const std::string& Where, std::string& OutWhat)
 {
 	const auto It = Object.find(Key);
@@ -477,7 +496,8 @@ std::optional<FAssetDocument> ParseAssetDocument(const std::string& Text, const 
 	if (Out.Type == EAssetDocumentType::StaticMesh || Out.Type == EAssetDocumentType::SkeletalMesh)
 	{
 		double E[3] = {50, 50, 50};
-		if (!CheckKeys(*Json, {"Type", "BoundsExtent"}, "", What) || !ReadTriple(*Json, "BoundsExtent", E, "", What))
+		if (!CheckKeys(*Json, {"Type", "BoundsExtent", "Color"}, "", What) || !ReadTriple(*Json, "BoundsExtent", E, "", What) ||
+			!ReadColor(*Json, "Color", Out.Color, What))
 		{
 			return Failed<FAssetDocument>(FileLabel, What, OutError);
 		}

@@ -1,15 +1,9 @@
 #include "SimPythonPlugin.h"
 
-#include "Logging.h"
+#include "Python/SimPythonInterpreter.h"
 
 namespace Tarnwick::Sim
 {
-namespace
-{
-FLogCategory LogPython("LogPython");
-constexpr const char* NotAvailable = "Python not available in this build.";
-}
-
 bool IsPythonPluginEnabled(const std::vector<std::pair<std::string, bool>>& Plugins)
 {
 	for (const auto& [Name, bEnabled] : Plugins)
@@ -19,7 +13,7 @@ bool IsPythonPluginEnabled(const std::vector<std::pair<std::string, bool>>& Plug
 	return false;
 }
 
-bool FSimPythonPlugin::IsPythonAvailable() const { return false; }
+bool FSimPythonPlugin::IsPythonAvailable() const { return Python::IsAvailable(); }
 
 bool FSimPythonPlugin::ExecPythonCommand(const std::string& Command)
 {
@@ -28,12 +22,7 @@ bool FSimPythonPlugin::ExecPythonCommand(const std::string& Command)
 	return ExecPythonCommandEx(Ex);
 }
 
-bool FSimPythonPlugin::ExecPythonCommandEx(FPythonCommandEx& InOutCommand)
-{
-	InOutCommand.LogOutput.clear();
-	InOutCommand.CommandResult = NotAvailable;
-	InOutCommand.LogOutput.push_back(FPythonLogOutputEntry{EPythonLogOutputType::Error, NotAvailable});
-	TW_LOG(LogPython, Error, "%s", NotAvailable);
-	return false;
-}
+bool FSimPythonPlugin::ExecPythonCommandEx(FPythonCommandEx& InOutCommand) { return Python::Run(InOutCommand); }
+
+bool FSimPythonPlugin::StartInterpreter() { return Python::IsAvailable() && Python::Start(); }
 }

@@ -3,6 +3,8 @@
 #include "Logging.h"
 #include "ModalHooks.h"
 
+#include <chrono>
+
 namespace Tarnwick::Sim
 {
 namespace
@@ -14,7 +16,7 @@ FLogCategory LogOutputDevice("LogOutputDevice");
 FSimRenderThread::FSimRenderThread()
 {
 	Thread = std::thread([this] { Main(); });
-	EnqueueCommand("InitRHI", [] { TW_LOG(LogRHI, Display, "Using the null RHI: the simulated render thread draws no pixels"); });
+	EnqueueCommand("InitRHI", [] { TW_LOG(LogRHI, Display, "Using the simulated software RHI: viewports are rasterised on this thread when their pixels are read"); });
 	Flush();
 }
 
@@ -48,6 +50,14 @@ void FSimRenderThread::Flush()
 
 bool FSimRenderThread::IsInRenderingThread() const { return std::this_thread::get_id() == Thread.get_id(); }
 
+double FSimRenderThread::ConsumeBusySeconds()
+{
+	std::lock_guard Lock(Mutex);
+	const uint64_t Busy = BusyNanoseconds;
+	BusyNanoseconds = 0;
+	return static_cast<double>(Busy) * 1e-9;
+}
+
 bool FSimRenderThread::HasPendingWork() const
 {
 	std::lock_guard Lock(Mutex);
@@ -76,10 +86,13 @@ void FSimRenderThread::Main()
 			Item = std::move(Queue.front());
 			Queue.pop_front();
 		}
+		const auto Start = std::chrono::steady_clock::now();
 		Item.second();
+		const auto Spent = std::chrono::steady_clock::now() - Start;
 		{
 			std::lock_guard Lock(Mutex);
 			++Completed;
+			BusyNanoseconds += static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(Spent).count());
 		}
 		DoneCv.notify_all();
 	}

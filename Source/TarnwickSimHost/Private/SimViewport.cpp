@@ -43,10 +43,35 @@ bool FSimViewport::ReadPixels(std::vector<FColor>& OutImageData)
 {
 	OutImageData.clear();
 	if (Size.X < 1 || Size.Y < 1) return false;
-	// Nothing is rendered yet: the render target holds what it was cleared to.
+	if (!DrawnFrame)
+	{
+		// Never drawn (a hidden editor draws nothing): the render target holds what it was allocated with.
+		FlushRenderingCommands();
+		OutImageData.assign(static_cast<size_t>(Size.X) * static_cast<size_t>(Size.Y), FColor(0, 0, 0, 0));
+		return true;
+	}
+	std::shared_ptr<FSimDrawnFrame> Drawn = DrawnFrame;
+	std::vector<FColor>* Out = &OutImageData;
+	EnqueueRenderCommand("ReadSurfaceCommand", [Drawn, Out] {
+		if (!Drawn->bRasterized)
+		{
+			RasterizeFrame(Drawn->Frame, Drawn->Pixels);
+			Drawn->bRasterized = true;
+		}
+		*Out = Drawn->Pixels;
+	});
 	FlushRenderingCommands();
-	OutImageData.assign(static_cast<size_t>(Size.X) * static_cast<size_t>(Size.Y), FColor(0, 0, 0, 0));
 	return true;
+}
+
+FSimRenderFrame& FSimViewport::BeginDrawnFrame()
+{
+	// A read-back in flight holds its own reference; then this draw gets fresh storage instead of pulling the
+	// frame out from under it.
+	if (!DrawnFrame || DrawnFrame.use_count() > 1) DrawnFrame = std::make_shared<FSimDrawnFrame>();
+	DrawnFrame->bRasterized = false;
+	DrawnFrame->Frame.Reset();
+	return DrawnFrame->Frame;
 }
 
 void FSimViewport::Resize(FIntPoint NewSize)

@@ -16,6 +16,7 @@
 #include "SimObjects.h"
 #include "SimPlayerInput.h"
 #include "SimQuiescence.h"
+#include "SimRenderScene.h"
 #include "SimViewport.h"
 
 #include <memory>
@@ -35,6 +36,8 @@ struct FSimEditorSettings
 	FIntPoint ViewportSize{1280, 720};
 	/** Frames after which an unanswered modal answers itself "No" (0: never). */
 	int32 ModalTimeoutFrames = 0;
+	/** An editor without a visible window: its viewports keep their sizes but are never drawn. */
+	bool bHiddenEditor = false;
 	/** The project's input mappings (Config/DefaultInput.ini). */
 	FSimInputSettings InputSettings;
 };
@@ -68,8 +71,12 @@ public:
 
 	/** The editor's part of a frame: pending PIE end and start, PIE loading, then the worlds' ticks. */
 	void Tick(double DeltaSeconds);
-	/** The viewport phase of a frame. */
+	/** The viewport phase of a frame: each viewport due to draw captures its view for the renderer. */
 	void DrawViewports(uint64 FrameCounter);
+	/** What the viewports drew in the last viewport phase. */
+	const FSimRenderStats& GetLastDrawStats() const { return LastDrawStats; }
+	/** The camera the game viewport looks through for this view target, so a caller can tell where a point lands. */
+	FSimRenderCamera CameraForViewTarget(AActor* ViewTarget) { return Renderer->CameraForViewTarget(ViewTarget); }
 
 	/** Opens a new, empty editor world (package under /Temp/ when no name is given). */
 	FSimWorld* NewMap(const std::string& LongPackageName = std::string());
@@ -117,5 +124,7 @@ private:
 	FSimLevelViewportClient* CurrentViewportClient = nullptr;
 	FSimViewport GameViewport;
 	std::unique_ptr<FSimGameViewportClient> GameViewportClient;
+	std::unique_ptr<FSimSceneRenderer> Renderer;
+	FSimRenderStats LastDrawStats;
 };
 }

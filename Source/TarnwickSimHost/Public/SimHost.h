@@ -11,12 +11,14 @@
 #pragma once
 #include "FrameLoop.h"
 #include "PlatformTime.h"
+#include "SimCsvProfiler.h"
 #include "SimEditor.h"
 #include "SimObjects.h"
 #include "SimProjectFormat.h"
 #include "SimPythonPlugin.h"
 #include "SimQuiescence.h"
 #include "SimRenderThread.h"
+#include "SimTrace.h"
 
 #include <atomic>
 #include <functional>
@@ -53,6 +55,12 @@ struct FSimHostOptions
 	/** When more than 0, a modal dialog nobody answers closes itself with "No" after this many frames, as an
 	 *  unattended editor's would; 0 leaves it open (the loop then waits, as the engine's does for a person). */
 	int32 ModalTimeoutFrames = 0;
+	/** An editor without a visible window (a build machine's): viewports keep their sizes but are never drawn,
+	 *  so they read back black. */
+	bool bHiddenEditor = false;
+	/** Start the Python interpreter while the editor starts, as the engine does, instead of on the first command
+	 *  (which then pays the start). Only with the Python plug-in loaded and Python in the build. */
+	bool bStartPythonAtLaunch = false;
 };
 
 /** The virtual clock: monotonic seconds advance only when the frame loop says so. Any thread may read it. */
@@ -115,6 +123,8 @@ public:
 	FSimObjectRegistry& GetObjects() { return *Registry; }
 	FSimQuiescence& GetQuiescence() { return *Quiescence; }
 	FSimRenderThread& GetRenderThread() { return *RenderThread; }
+	FSimCsvProfiler& GetCsvProfiler() { return *CsvProfiler; }
+	FSimTrace& GetTrace() { return *Trace; }
 	const FSimProject& GetProject() const { return Project; }
 	const FSimHostOptions& GetOptions() const { return Options; }
 	void SetHasFocus(bool bFocus) { bHasFocus = bFocus; }
@@ -143,6 +153,8 @@ private:
 	std::unique_ptr<FSimQuiescence> Quiescence;
 	std::unique_ptr<FSimRenderThread> RenderThread;
 	std::unique_ptr<FSimEditor> Editor;
+	std::unique_ptr<FSimCsvProfiler> CsvProfiler;
+	std::unique_ptr<FSimTrace> Trace;
 	/** Loaded when the project enables the Python plug-in. */
 	std::unique_ptr<FSimPythonPlugin> PythonPlugin;
 	std::atomic<uint64> FrameCounter{0};

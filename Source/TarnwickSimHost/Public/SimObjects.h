@@ -30,6 +30,13 @@ class FSimWorld;
 class FSimObjectRegistry;
 class FSimComponent;
 
+/** What the renderer needs of a mesh asset: its bounds and the colour it is drawn in (unset: the default). */
+struct FSimMeshInfo
+{
+	FVector BoundsExtent{50.0, 50.0, 50.0};
+	std::optional<FColor> Color;
+};
+
 /** What every simulated object holds besides its C++ type. */
 struct FSimObjectState
 {
@@ -40,6 +47,8 @@ struct FSimObjectState
 	uint64 Serial = 0;
 	/** One value per property of the class, in the order of FSimClass::GetProperties. */
 	std::vector<FPropertyValue> Values;
+	/** Static and skeletal mesh assets only. */
+	std::optional<FSimMeshInfo> Mesh;
 };
 
 /** Gives the registry the state of any simulated object, whatever host interface it implements. */
@@ -180,7 +189,35 @@ class TSimComponent : public TSimObject<TBase>
 {
 public:
 	AActor* GetOwner() const override { return Owner; }
+	// An actor's transform is its root component's: the root's relative transform has no parent to be relative
+	// to, so reading or writing it through reflection reads or moves the actor, as in the engine.
+	bool GetPropertyValue(const FProperty& Property, FPropertyValue& OutValue) const override
+	{
+		const AActor* Actor = RootOwner();
+		if (!Actor) return TSimObject<TBase>::GetPropertyValue(Property, OutValue);
+		if (Property.Name == "RelativeLocation") OutValue = FPropertyValue::MakeVector(Actor->GetActorLocation());
+		else if (Property.Name == "RelativeRotation") OutValue = FPropertyValue::MakeRotator(Actor->GetActorRotation());
+		else if (Property.Name == "RelativeScale3D") OutValue = FPropertyValue::MakeVector(Actor->GetActorScale3D());
+		else return TSimObject<TBase>::GetPropertyValue(Property, OutValue);
+		return true;
+	}
+	bool SetPropertyValue(const FProperty& Property, const FPropertyValue& Value, std::string* OutError) override
+	{
+		AActor* Actor = RootOwner();
+		const bool bTransform = Actor &&
+			(Property.Name == "RelativeLocation" || Property.Name == "RelativeRotation" || Property.Name == "RelativeScale3D");
+		if (!bTransform) return TSimObject<TBase>::SetPropertyValue(Property, Value, OutError);
+		std::optional<FPropertyValue> Coerced = CoercePropertyValue(Property, Value, OutError);
+		if (!Coerced) return false;
+		if (Property.Name == "RelativeLocation") Actor->SetActorLocation(Coerced->VectorValue);
+		else if (Property.Name == "RelativeRotation") Actor->SetActorRotation(Coerced->RotatorValue);
+		else Actor->SetActorScale3D(Coerced->VectorValue);
+		return true;
+	}
 	AActor* Owner = nullptr;
+
+private:
+	AActor* RootOwner() const { return Owner && Owner->GetRootComponent() == this ? Owner : nullptr; }
 };
 
 /** A component with nothing but reflected values (scene, mesh, movement, camera, light components, ...). */

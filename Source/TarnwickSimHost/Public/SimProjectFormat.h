@@ -8,6 +8,7 @@
 #pragma once
 #include "BlackboardComponent.h"
 #include "Blueprint.h"
+#include "Color.h"
 #include "MathTypes.h"
 #include "SimAttributeRules.h"
 #include "SimEventGraph.h"
@@ -158,6 +159,8 @@ struct FAssetDocument
 	std::vector<FSimAttributeSetDef> AttributeSets;
 	// Meshes:
 	FVector BoundsExtent{50.0, 50.0, 50.0};
+	/** The colour the renderer draws the mesh in; unset: the renderer's default. */
+	std::optional<FColor> Color;
 	// BlackboardData:
 	std::vector<FBlackboardKeyDocument> BlackboardKeys;
 	// DataAsset: the object's class and its property values.

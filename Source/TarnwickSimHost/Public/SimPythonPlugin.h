@@ -11,6 +11,9 @@ public:
 	bool IsPythonAvailable() const override;
 	bool ExecPythonCommand(const std::string& Command) override;
 	bool ExecPythonCommandEx(FPythonCommandEx& InOutCommand) override;
+
+	/** Starts the interpreter now rather than on the first command; false (and logged) when it cannot start. */
+	bool StartInterpreter();
 };
 
 /** Whether a project's plug-in list enables the Python plug-in. */

@@ -1,16 +1,28 @@
-// The simulated level-editor viewports and the PIE game viewport: sizes, cameras and display flags. Nothing is
-// rendered yet; a viewport counts its draws, and a size change makes the render thread reallocate its
-// (imaginary) render targets, logged as the engine logs it. Game thread only.
+// The simulated level-editor viewports and the PIE game viewport: sizes, cameras and display flags. A draw
+// captures what the view shows (SimRenderScene) as the viewport's drawn frame; reading the pixels back
+// rasterises that frame on the render thread, once. A viewport counts its draws, and a size change makes the
+// render thread reallocate its render targets, logged as the engine logs it. Game thread only.
 #pragma once
 #include "GameViewport.h"
+#include "SimRenderer.h"
 #include "Viewport.h"
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
 namespace Tarnwick::Sim
 {
+/** A frame as drawn: the view captured at draw time, and its pixels once a read-back has rasterised it. */
+struct FSimDrawnFrame
+{
+	FSimRenderFrame Frame;
+	// Written by the render thread, read after a flush.
+	std::vector<FColor> Pixels;
+	bool bRasterized = false;
+};
+
 class FSimViewport final : public FViewport
 {
 public:
@@ -20,6 +32,10 @@ public:
 
 	/** Changes the size; the next draw reallocates render targets. */
 	void Resize(FIntPoint NewSize);
+	/** The frame to fill for this draw (the previous one's storage when no read-back still holds it). */
+	FSimRenderFrame& BeginDrawnFrame();
+	/** The last drawn frame; null before the first draw. */
+	const std::shared_ptr<FSimDrawnFrame>& GetDrawnFrame() const { return DrawnFrame; }
 
 	FIntPoint Size;
 	FIntPoint AllocatedSize;
@@ -31,6 +47,9 @@ public:
 	std::set<std::string> Stats;
 	/** The game viewport's view mode ("viewmode"); level viewport clients keep their own. */
 	int32 ViewModeIndex = 3;
+
+private:
+	std::shared_ptr<FSimDrawnFrame> DrawnFrame;
 };
 
 /** The engine's show flags the console knows, with their defaults in a game viewport. */
