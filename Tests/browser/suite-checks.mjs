@@ -64,11 +64,16 @@ export async function checkPageAgainstReports(page, reports) {
   }
 }
 
-/** A line plot's drawn points and an expectation's threshold and window, in the plot's own coordinates. */
-export async function lineGeometry(figure, expectationId) {
-  return figure.evaluate((f, id) => {
-    const svg = f.querySelector('svg.line-plot');
-    const points = [...svg.querySelectorAll('polyline.line')].flatMap((line) =>
+/**
+ * A line plot's drawn points and an expectation's threshold and window, in the plot's own coordinates. An
+ * expectation on a vector's x, y or z is drawn on the components plot, against that component's line.
+ */
+export async function lineGeometry(figure, expectationId, selector = '') {
+  return figure.evaluate((f, [id, sel]) => {
+    const component = ['x', 'y', 'z'].includes(sel);
+    const svg = f.querySelector(component ? 'svg.component-plot' : 'svg.line-plot');
+    const lines = component ? `polyline.comp-${sel}` : 'polyline.line';
+    const points = [...svg.querySelectorAll(lines)].flatMap((line) =>
       line.getAttribute('points').trim().split(' ').map((pair) => pair.split(',').map(Number)));
     const threshold = svg.querySelector(`g.threshold[data-expectation="${id}"] line`);
     const window = svg.querySelector(`rect.window[data-expectation="${id}"]`);
@@ -77,7 +82,7 @@ export async function lineGeometry(figure, expectationId) {
       thresholdY: threshold ? Number(threshold.getAttribute('y1')) : null,
       windowX: window ? [Number(window.getAttribute('x')), Number(window.getAttribute('x')) + Number(window.getAttribute('width'))] : null,
     };
-  }, expectationId);
+  }, [expectationId, selector]);
 }
 
 /**
@@ -86,7 +91,7 @@ export async function lineGeometry(figure, expectationId) {
  * downward, so a value that stays under a "> v" line is drawn below it (a larger y).
  */
 export async function assertLineNeverCrosses(figure, expectation) {
-  const geometry = await lineGeometry(figure, expectation.id);
+  const geometry = await lineGeometry(figure, expectation.id, expectation.selector);
   assert.ok(geometry.thresholdY !== null, `${expectation.id}: its threshold is drawn`);
   const inWindow = geometry.points.filter(([x]) => !geometry.windowX || (x >= geometry.windowX[0] - 0.5 && x <= geometry.windowX[1] + 0.5));
   assert.ok(inWindow.length >= 2, `${expectation.id}: the line is drawn inside its window`);
