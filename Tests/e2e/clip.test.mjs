@@ -5,27 +5,11 @@ import assert from 'node:assert/strict';
 import path from 'node:path';
 import { after, before, describe, test } from 'node:test';
 
-import { Client } from '@modelcontextprotocol/sdk/client/index.js';
-import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
-
-import { TarnwickBin, makeTempProject, removeTempProject, withTimeout } from './helpers.mjs';
+import { call, connectStdio, makeTempProject, removeTempProject, withTimeout } from './helpers.mjs';
 import { countDifferent, isUniform, readPng } from './png.mjs';
 
-async function connect(projectDir, extraArgs = []) {
-  const transport = new StdioClientTransport({
-    command: TarnwickBin,
-    args: ['serve', '--stdio', '--clock', 'virtual', '--project', projectDir, ...extraArgs],
-    stderr: 'ignore',
-  });
-  const client = new Client({ name: 'tarnwick-e2e-clip', version: '1.0.0' });
-  await withTimeout(client.connect(transport), 15000, 'initialize over stdio');
-  return client;
-}
-
-async function call(client, name, args = {}) {
-  const result = await withTimeout(client.callTool({ name, arguments: args }), 10000, name);
-  assert.notEqual(result.isError, true, `${name}: ${JSON.stringify(result.content)}`);
-  return result.structuredContent;
+function connect(projectDir, extraArgs = []) {
+  return connectStdio(projectDir, { clientName: 'tarnwick-e2e-clip', args: ['--clock', 'virtual', ...extraArgs], stderr: 'ignore' });
 }
 
 async function finished(client, sessionId) {

@@ -3,34 +3,10 @@
 import assert from 'node:assert/strict';
 import { after, before, describe, test } from 'node:test';
 
-import { Client } from '@modelcontextprotocol/sdk/client/index.js';
-import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
+import { call, connectStdio, makeTempProject, removeTempProject, until, withTimeout } from './helpers.mjs';
 
-import { TarnwickBin, makeTempProject, removeTempProject, withTimeout } from './helpers.mjs';
-
-async function connect(projectDir, extraArgs = []) {
-  const transport = new StdioClientTransport({
-    command: TarnwickBin,
-    args: ['serve', '--stdio', '--project', projectDir, ...extraArgs],
-    stderr: 'inherit',
-  });
-  const client = new Client({ name: 'tarnwick-e2e-editor', version: '1.0.0' });
-  await withTimeout(client.connect(transport), 15000, 'initialize over stdio');
-  return client;
-}
-
-async function call(client, name, args = {}) {
-  const result = await withTimeout(client.callTool({ name, arguments: args }), 10000, name);
-  assert.notEqual(result.isError, true, `${name}: ${JSON.stringify(result.content)}`);
-  return result.structuredContent;
-}
-
-async function until(what, probe) {
-  for (let i = 0; i < 200; i++) {
-    if (await probe()) return;
-    await new Promise((resolve) => setTimeout(resolve, 25));
-  }
-  assert.fail(`timed out waiting for ${what}`);
+function connect(projectDir, extraArgs = []) {
+  return connectStdio(projectDir, { clientName: 'tarnwick-e2e-editor', args: extraArgs, stderr: 'inherit' });
 }
 
 describe('editor tools over stdio', { timeout: 90000 }, () => {

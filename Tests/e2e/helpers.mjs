@@ -5,6 +5,10 @@ import fs from 'node:fs';
 import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
+import assert from 'node:assert/strict';
+
+import { Client } from '@modelcontextprotocol/sdk/client/index.js';
+import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
 
 export const TarnwickBin = process.env.TARNWICK_BIN;
 if (!TarnwickBin) {
@@ -149,4 +153,32 @@ export function run(command, args, { env, cwd, input, ms = 60000 } = {}) {
 export function writeSettings(projectDir, lines) {
   fs.writeFileSync(path.join(projectDir, 'Config', 'DefaultTarnwick.ini'),
     `[/Script/TarnwickCore.TarnwickSettings]\n${lines.join('\n')}\n`);
+}
+
+/** The official SDK client connected to a `tarnwick serve --stdio` child of its own. */
+export async function connectStdio(projectDir, { clientName, args = [], stderr = 'ignore' }) {
+  const transport = new StdioClientTransport({
+    command: TarnwickBin,
+    args: ['serve', '--stdio', '--project', projectDir, ...args],
+    stderr,
+  });
+  const client = new Client({ name: clientName, version: '1.0.0' });
+  await withTimeout(client.connect(transport), 15000, 'initialize over stdio');
+  return client;
+}
+
+/** Calls a tool that must succeed and answers its structured content. */
+export async function call(client, name, args = {}) {
+  const result = await withTimeout(client.callTool({ name, arguments: args }), 10000, name);
+  assert.notEqual(result.isError, true, `${name}: ${JSON.stringify(result.content)}`);
+  return result.structuredContent;
+}
+
+/** Polls probe every 10 ms until it holds, failing the test after ms milliseconds. */
+export async function until(what, probe, ms = 10000) {
+  for (const end = Date.now() + ms; Date.now() < end;) {
+    if (await probe()) return;
+    await new Promise((resolve) => setTimeout(resolve, 10));
+  }
+  assert.fail(`timed out waiting for ${what}`);
 }
