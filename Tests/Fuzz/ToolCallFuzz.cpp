@@ -1,12 +1,13 @@
 // libFuzzer target: the whole path of a tools/call, from the bytes of the message to an action's handler and
-// back, against every tool the editor registers on the simulated editor. The first byte picks the tool (and the
-// listing mode), the rest is the call's "arguments" text as a client would send it. Whatever comes, exactly one
-// well-formed JSON-RPC answer goes back, and the editor keeps running frames.
+// back, against every tool the editor and gameplay modules register on the simulated editor. The first byte picks
+// the tool (and the listing mode), the rest is the call's "arguments" text as a client would send it. Whatever
+// comes, exactly one well-formed JSON-RPC answer goes back, and the editor keeps running frames.
 #include "GameThread.h"
 #include "Mcp/TarnwickMcpServer.h"
 #include "SimHost.h"
 #include "TarnwickCoreTools.h"
 #include "TarnwickEditorModule.h"
+#include "TarnwickGameplayModule.h"
 #include "TarnwickToolRegistry.h"
 
 #include <cstddef>
@@ -25,6 +26,7 @@ struct FWorld
 {
 	std::unique_ptr<Sim::FSimHost> Host;
 	FTarnwickEditorModule Module;
+	FTarnwickGameplayModule Gameplay;
 	std::unique_ptr<Mcp::FServer> Flat;
 	std::unique_ptr<Mcp::FServer> Grouped;
 	std::vector<std::string> Names;
@@ -48,6 +50,7 @@ FWorld& World()
 		FGameThreadTaskQueue::Get().MarkGameThread();
 		CoreTools::Register();
 		W->Module.StartupModule();
+		W->Gameplay.StartupModule();
 		W->Flat = std::make_unique<Mcp::FServer>(Mcp::FServerOptions{});
 		Mcp::FServerOptions GroupedOptions;
 		GroupedOptions.ToolMode = Mcp::EToolMode::Grouped;

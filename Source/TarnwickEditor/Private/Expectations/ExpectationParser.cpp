@@ -105,7 +105,7 @@ public:
 		const char* Op = OpName(Out.Op);
 		for (const auto& [Field, Value] : Entry.items())
 		{
-			if (std::none_of(std::begin(KnownFields), std::end(KnownFields), [&](const char* K) { return Field == K; }))
+			if (std::none_of(std::begin(KnownFields), std::end(KnownFields), [&Name = Field](const char* K) { return Name == K; }))
 			{
 				return Fail(Tarnwick::Printf("expect[%s]: unknown field '%s' — valid fields: id, op, severity, var, value, tolerance, when, min, "
 											 "max, seconds, min_seconds, max_seconds, max_delta, exactly, window, event, other_var, other_event, "
@@ -283,7 +283,7 @@ private:
 		for (const auto& [Field, Value] : Entry.items())
 		{
 			if (Value.is_null() || Field == "id" || Field == "op" || Field == "severity" || Field == "describe") continue;
-			bool bUsed = std::any_of(Used.begin(), Used.end(), [&](const char* U) { return Field == U; });
+			bool bUsed = std::any_of(Used.begin(), Used.end(), [&Name = Field](const char* U) { return Name == U; });
 			if (Out.Op != EOp::NoError && (Field == "var" || Field == "window")) bUsed = true;
 			// between given a string value is named by the pre-flight check, which says what to do instead.
 			if (Out.Op == EOp::Between && Field == "value" && Value.is_string()) bUsed = true;

@@ -102,7 +102,7 @@ bool ParseEntry(const FJson& Entry, int32 Index, FSampleSpec& Spec, std::string&
 	static constexpr const char* Known[] = {"name", "source", "root", "path", "attribute", "key", "interval", "required", "retain_json"};
 	for (const auto& [Field, Value] : Entry.items())
 	{
-		if (std::none_of(std::begin(Known), std::end(Known), [&](const char* K) { return Field == K; }))
+		if (std::none_of(std::begin(Known), std::end(Known), [&Name = Field](const char* K) { return Name == K; }))
 		{
 			OutRefusal = Tarnwick::Printf("sample_spec[%d]: unknown field '%s' — valid fields: %s", Index, Field.c_str(), ValidFields);
 			return false;
