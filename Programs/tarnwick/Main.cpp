@@ -65,7 +65,7 @@ int main(int Argc, char** Argv)
 		"JSON files holding run_pie_smoke's parameters, or folders of them (their *.json files in name order)")->required();
 	SmokeCmd->add_option("--report", Smoke.ReportFile,
 		"Write the session's report (JSON) to this file; with a folder or several specs, a folder that gets one <spec>.json each");
-	SmokeCmd->add_option("--junit", Smoke.JUnitFile, "Write a JUnit XML file: one test suite per spec, one test case per expectation");
+	SmokeCmd->add_option("--junit", Smoke.JUnitFile, "Write a JUnit XML file: a test suite for each spec, a test case for each expectation");
 	SmokeCmd->add_option("--html", Smoke.HtmlFile, "Write one self-contained HTML page: verdicts, a plot per sampled variable, the log");
 	SmokeCmd->add_option("--log-level", Smoke.Common.LogLevel, "stderr log level: error, warning, display, log, verbose")
 		->check(CLI::IsMember({"error", "warning", "display", "log", "verbose"}))

@@ -198,7 +198,7 @@ std::string CheckSmokeOutputs(const FSmokeOptions& Options)
 		}
 		if (!bSingle && fs::exists(Options.ReportFile, Error) && !fs::is_directory(Options.ReportFile, Error))
 		{
-			return Printf("--report '%s' is a file; with a folder or several specs it names a folder that gets one <spec>.json per spec",
+			return Printf("--report '%s' is a file; with a folder or several specs it names a folder that gets a <spec>.json for each spec",
 				Options.ReportFile.c_str());
 		}
 	}

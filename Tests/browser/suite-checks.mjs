@@ -17,7 +17,7 @@ function expectedStatus(expectation) {
   return expectation.passed || expectation.severity === 'warn' ? 'PASS' : 'FAIL';
 }
 
-/** The JUnit file read back by a JUnit reader: one suite per spec, one case per expectation and verdict. */
+/** The JUnit file read back by a JUnit reader: a suite for each spec, a case for each expectation and verdict. */
 export function checkJUnitAgainstReports(xmlFile, reports) {
   const result = parse({ type: 'junit', files: [xmlFile] });
   assert.equal(result.status, [...reports.values()].every((r) => r.ok) ? 'PASS' : 'FAIL');
@@ -42,7 +42,7 @@ export function checkJUnitAgainstReports(xmlFile, reports) {
   return result;
 }
 
-/** The suite page: a table row and a section per spec, each saying what its report says. */
+/** The suite page: a table row and a section for each spec, each saying what its report says. */
 export async function checkPageAgainstReports(page, reports) {
   const allOk = [...reports.values()].every((r) => r.ok);
   assert.equal(await page.locator('.suite-banner .verdict-badge').textContent(), allOk ? 'PASS' : 'FAIL');

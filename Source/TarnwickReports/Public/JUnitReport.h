@@ -1,4 +1,4 @@
-// JUnit XML for a smoke suite, in the dialect CI systems render (one <testsuite> per spec). Each expectation is
+// JUnit XML for a smoke suite, in the dialect CI systems render (a <testsuite> for each spec). Each expectation is
 // a test case, and log_ok, sample_ok and stable_ok are test cases of their own; failures carry the expectation's
 // sentence and its context; times are session-clock seconds. A refused or unreadable spec is an error case.
 #pragma once

@@ -11,7 +11,7 @@
 namespace Tarnwick::Reports
 {
 /**
- * One entry per spec, in the order given: a file as named, a folder's "*.json" files in name order (not its
+ * One entry for each spec, in the order given: a file as named, a folder's "*.json" files in name order (not its
  * subfolders). A spec that reads as a JSON object is Ran with Spec filled, ready to run; anything else is
  * Unreadable with the reason. Names are the file names without ".json", made unique within the suite.
  */
